@@ -1,0 +1,32 @@
+#include "Auth.h"
+
+#include "Credentials.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+namespace tailwise::backend {
+
+SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fields &fields)
+{
+    const std::string_view header = request[net::http::field::authorization];
+    constexpr std::string_view scheme = "Bearer ";
+    if (header.size() <= scheme.size() ||
+        !boost::algorithm::istarts_with(header, scheme))
+        throw BadRequest("Sign-in required.", net::http::status::unauthorized);
+    const std::string token = trimmed(header.substr(scheme.size()));
+    if (!looksLikeSessionToken(token))
+        throw BadRequest("Sign-in required.", net::http::status::unauthorized);
+    const std::string digest = tokenDigest(token);
+    const auto userId = users.sessionUser(digest);
+    if (!userId)
+        throw BadRequest("Your session has ended; please sign in again.",
+                         net::http::status::unauthorized);
+
+    const std::string claimed = fields.required("user_id", 20);
+    if (claimed != std::to_string(*userId))
+        throw BadRequest("user_id does not belong to the signed-in account.",
+                         net::http::status::forbidden);
+    return {*userId, digest};
+}
+
+} // namespace tailwise::backend

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "../http/asio.h"
+#include "UserStore.h"
+
+#include <nlohmann/json.hpp>
+
+namespace tailwise::backend {
+
+// Every backend answer is {"status": "1"|"0", "message": ..., ...}.
+net::Response success(const net::Request &request, const std::string &message,
+                      nlohmann::json extra = nlohmann::json::object());
+net::Response failure(const net::Request &request, net::http::status status,
+                      const std::string &message);
+
+// The user dictionary the app reads: every field as text, the last-seen time as a number.
+nlohmann::json userDictionary(const UserRecord &user);
+
+} // namespace tailwise::backend

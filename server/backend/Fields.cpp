@@ -1,0 +1,167 @@
+#include "Fields.h"
+
+#include "../http/Multipart.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+#include <cmath>
+#include <cstdlib>
+
+namespace tailwise::backend {
+namespace {
+
+constexpr std::size_t maxJsonDepth = 32;
+
+// nlohmann::json parses and destroys nested values recursively; a body of a million '['
+// would exhaust the stack. Our bodies are flat, so a shallow cap costs nothing.
+bool nestingWithin(std::string_view body, std::size_t limit)
+{
+    std::size_t depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (const char c : body) {
+        if (inString) {
+            if (escaped)
+                escaped = false;
+            else if (c == '\\')
+                escaped = true;
+            else if (c == '"')
+                inString = false;
+            continue;
+        }
+        if (c == '"')
+            inString = true;
+        else if (c == '[' || c == '{') {
+            if (++depth > limit)
+                return false;
+        } else if ((c == ']' || c == '}') && depth > 0)
+            --depth;
+    }
+    return true;
+}
+
+std::string mediaType(std::string_view contentType)
+{
+    const auto semicolon = contentType.find(';');
+    return trimmed(contentType.substr(0, semicolon));
+}
+
+} // namespace
+
+std::string trimmed(std::string_view text)
+{
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos)
+        return {};
+    const auto last = text.find_last_not_of(" \t\r\n");
+    return std::string(text.substr(first, last - first + 1));
+}
+
+bool plausibleEmail(std::string_view email)
+{
+    if (email.size() < 3 || email.size() > 254)
+        return false;
+    const auto at = email.find('@');
+    if (at == std::string_view::npos || at == 0 || at > 64 || email.rfind('@') != at)
+        return false;
+    const std::string_view domain = email.substr(at + 1);
+    const auto dot = domain.find('.');
+    if (domain.empty() || dot == std::string_view::npos || dot == 0 || domain.back() == '.')
+        return false;
+    for (const unsigned char c : email) {
+        if (c <= 0x20 || c == 0x7f || c == '<' || c == '>' || c == ',' || c == ';' || c == '"')
+            return false;
+    }
+    return true;
+}
+
+Fields Fields::fromJson(std::string_view body)
+{
+    Fields fields;
+    if (trimmed(body).empty())
+        return fields;
+    if (!nestingWithin(body, maxJsonDepth))
+        throw BadRequest("Request body is nested too deeply.");
+    auto parsed = nlohmann::json::parse(body, nullptr, false);
+    if (parsed.is_discarded())
+        throw BadRequest("Request body is not valid JSON.");
+    if (!parsed.is_object())
+        throw BadRequest("Request body must be a JSON object.");
+    fields.values_ = std::move(parsed);
+    return fields;
+}
+
+Fields Fields::fromRequest(const net::Request &request)
+{
+    const std::string_view contentType = request[net::http::field::content_type];
+    const std::string type = mediaType(contentType);
+    if (boost::algorithm::iequals(type, "multipart/form-data")) {
+        auto result = net::parseMultipart(contentType, request.body());
+        if (!result.form)
+            throw BadRequest(result.error);
+        Fields fields;
+        for (const auto &part : result.form->parts) {
+            if (!part.filename)
+                fields.values_[part.name] = part.data;
+        }
+        return fields;
+    }
+    if (type.empty() || boost::algorithm::iequals(type, "application/json") ||
+        boost::algorithm::iequals(type, "text/plain"))
+        return fromJson(request.body());
+    throw BadRequest("Content-Type " + type + " is not supported; send application/json.",
+                     net::http::status::unsupported_media_type);
+}
+
+bool Fields::has(std::string_view key) const { return values_.contains(key); }
+
+std::optional<std::string> Fields::text(std::string_view key, std::size_t maxBytes) const
+{
+    const auto found = values_.find(key);
+    if (found == values_.end() || found->is_null())
+        return std::nullopt;
+    if (!found->is_string())
+        throw BadRequest("Field \"" + std::string(key) + "\" must be text.");
+    const auto &value = found->get_ref<const std::string &>();
+    if (value.size() > maxBytes)
+        throw BadRequest("Field \"" + std::string(key) + "\" is longer than " +
+                         std::to_string(maxBytes) + " bytes.");
+    if (value.find('\0') != std::string::npos)
+        throw BadRequest("Field \"" + std::string(key) + "\" contains a NUL character.");
+    return value;
+}
+
+std::string Fields::required(std::string_view key, std::size_t maxBytes) const
+{
+    const auto value = text(key, maxBytes);
+    if (!value || trimmed(*value).empty())
+        throw BadRequest("Field \"" + std::string(key) + "\" is required.");
+    return *value;
+}
+
+std::optional<double> Fields::number(std::string_view key, double min, double max) const
+{
+    const auto found = values_.find(key);
+    if (found == values_.end() || found->is_null())
+        return std::nullopt;
+    double value = 0;
+    if (found->is_number()) {
+        value = found->get<double>();
+    } else if (found->is_string()) {
+        const std::string text = trimmed(found->get_ref<const std::string &>());
+        if (text.empty())
+            return std::nullopt;
+        char *end = nullptr;
+        value = std::strtod(text.c_str(), &end);
+        if (end != text.c_str() + text.size())
+            throw BadRequest("Field \"" + std::string(key) + "\" must be a number.");
+    } else {
+        throw BadRequest("Field \"" + std::string(key) + "\" must be a number.");
+    }
+    if (!std::isfinite(value) || value < min || value > max)
+        throw BadRequest("Field \"" + std::string(key) + "\" must be between " +
+                         std::to_string(min) + " and " + std::to_string(max) + ".");
+    return value;
+}
+
+} // namespace tailwise::backend

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "../http/asio.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace tailwise::backend {
+
+// Thrown for anything the client got wrong; the service turns it into a 4xx answer with
+// status "0" and this message.
+class BadRequest : public std::runtime_error
+{
+public:
+    explicit BadRequest(const std::string &message,
+                        net::http::status status = net::http::status::bad_request)
+        : std::runtime_error(message), status_(status)
+    {
+    }
+    net::http::status status() const { return status_; }
+
+private:
+    net::http::status status_;
+};
+
+// The named values of a request body, from a JSON object or a multipart form alike. Every
+// accessor checks type and size, so handlers never see unvalidated input.
+class Fields
+{
+public:
+    static Fields fromRequest(const net::Request &request);
+    static Fields fromJson(std::string_view body);
+
+    bool has(std::string_view key) const;
+    // nullopt when absent or JSON null; throws BadRequest when not a string or too long.
+    std::optional<std::string> text(std::string_view key, std::size_t maxBytes) const;
+    // Present and not empty after trimming spaces.
+    std::string required(std::string_view key, std::size_t maxBytes) const;
+    // A JSON number or a numeric string within [min, max]; nullopt when absent or "".
+    std::optional<double> number(std::string_view key, double min, double max) const;
+
+private:
+    nlohmann::json values_ = nlohmann::json::object();
+};
+
+std::string trimmed(std::string_view text);
+bool plausibleEmail(std::string_view email);
+
+} // namespace tailwise::backend

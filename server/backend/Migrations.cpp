@@ -1,0 +1,89 @@
+#include "Migrations.h"
+
+#include <array>
+#include <string>
+
+namespace tailwise::backend {
+namespace {
+
+// Append only: a released step is never edited, a change is a new step.
+constexpr std::array steps = {
+    R"sql(
+    CREATE TABLE users (
+        id                   INTEGER PRIMARY KEY AUTOINCREMENT,
+        email                TEXT    NOT NULL UNIQUE COLLATE NOCASE,
+        password_hash        TEXT,
+        register_type        TEXT    NOT NULL,
+        name                 TEXT    NOT NULL DEFAULT '',
+        phone                TEXT    NOT NULL DEFAULT '',
+        gender               TEXT    NOT NULL DEFAULT '',
+        age                  TEXT    NOT NULL DEFAULT '',
+        dog_info             TEXT    NOT NULL DEFAULT '',
+        dog_name             TEXT    NOT NULL DEFAULT '',
+        dogs_count           TEXT    NOT NULL DEFAULT '',
+        about                TEXT    NOT NULL DEFAULT '',
+        dog_address          TEXT    NOT NULL DEFAULT '',
+        latitude             REAL,
+        longitude            REAL,
+        profile_pic          TEXT    NOT NULL DEFAULT '',
+        status               TEXT    NOT NULL DEFAULT 'Offline',
+        verify_status        TEXT    NOT NULL DEFAULT '0',
+        activate_status      TEXT    NOT NULL DEFAULT 'activate',
+        device_token         TEXT    NOT NULL DEFAULT '',
+        profile_complete     INTEGER NOT NULL DEFAULT 0,
+        deactivated          INTEGER NOT NULL DEFAULT 0,
+        deactivation_reason  TEXT,
+        deactivation_message TEXT,
+        deactivated_at       INTEGER,
+        failed_logins        INTEGER NOT NULL DEFAULT 0,
+        locked_until         INTEGER NOT NULL DEFAULT 0,
+        last_seen            INTEGER NOT NULL,
+        created_at           INTEGER NOT NULL
+    );
+    CREATE TABLE sessions (
+        token_digest TEXT    PRIMARY KEY,
+        user_id      INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        created_at   INTEGER NOT NULL
+    ) WITHOUT ROWID;
+    CREATE INDEX sessions_by_user ON sessions(user_id);
+    CREATE TABLE outbox (
+        id         INTEGER PRIMARY KEY AUTOINCREMENT,
+        recipient  TEXT    NOT NULL,
+        subject    TEXT    NOT NULL,
+        body       TEXT    NOT NULL,
+        file_name  TEXT    NOT NULL,
+        created_at INTEGER NOT NULL
+    );
+    )sql",
+};
+
+int currentVersion(Connection &connection)
+{
+    connection.exec("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
+    auto query = connection.prepare("SELECT version FROM schema_version");
+    return query.step() ? static_cast<int>(query.integer(0)) : 0;
+}
+
+} // namespace
+
+int migrate(Connection &connection)
+{
+    int version = currentVersion(connection);
+    if (version > static_cast<int>(steps.size()))
+        throw std::runtime_error("database schema version " + std::to_string(version) +
+                                 " is newer than this server supports (" +
+                                 std::to_string(steps.size()) + ")");
+    while (version < static_cast<int>(steps.size())) {
+        Transaction transaction(connection);
+        connection.exec(steps[static_cast<std::size_t>(version)]);
+        ++version;
+        connection.exec("DELETE FROM schema_version");
+        connection.prepare("INSERT INTO schema_version (version) VALUES (?)")
+            .bind(1, std::int64_t{version})
+            .run();
+        transaction.commit();
+    }
+    return version;
+}
+
+} // namespace tailwise::backend

@@ -1,0 +1,320 @@
+#include "HttpServer.h"
+
+#include <algorithm>
+#include <cctype>
+#include <vector>
+
+namespace tailwise::net {
+namespace {
+
+using asio::awaitable;
+using asio::redirect_error;
+using asio::use_awaitable;
+
+bool containsDotDotSegment(std::string_view path)
+{
+    std::string lowered(path);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (const std::string_view dots : {"..", ".%2e", "%2e.", "%2e%2e"}) {
+        std::size_t at = 0;
+        while ((at = lowered.find(dots, at)) != std::string::npos) {
+            const bool startsSegment = at == 0 || lowered[at - 1] == '/';
+            const std::size_t end = at + dots.size();
+            const bool endsSegment = end == lowered.size() || lowered[end] == '/';
+            if (startsSegment && endsSegment)
+                return true;
+            at = end;
+        }
+    }
+    return false;
+}
+
+bool isQuietDisconnect(const beast::error_code &ec)
+{
+    return ec == http::error::end_of_stream || ec == asio::error::eof ||
+           ec == asio::error::operation_aborted || ec == beast::error::timeout ||
+           ec == asio::error::connection_reset || ec == asio::error::broken_pipe ||
+           ec == http::error::partial_message;
+}
+
+} // namespace
+
+bool acceptableTarget(std::string_view target, std::size_t maxBytes)
+{
+    if (target.empty() || target.size() > maxBytes || target.front() != '/')
+        return false;
+    if (std::any_of(target.begin(), target.end(), [](unsigned char c) {
+            return c <= 0x20 || c == 0x7f || c == '\\';
+        }))
+        return false;
+    const auto query = target.find('?');
+    const std::string_view path = query == std::string_view::npos ? target : target.substr(0, query);
+    return !containsDotDotSegment(path);
+}
+
+class HttpServer::Session : public std::enable_shared_from_this<HttpServer::Session>
+{
+public:
+    Session(HttpServer &server, tcp::socket socket)
+        : server_(server), stream_(std::move(socket))
+    {
+        beast::error_code ec;
+        const auto peer = stream_.socket().remote_endpoint(ec);
+        if (!ec)
+            remote_ = peer.address().to_string() + ':' + std::to_string(peer.port());
+    }
+
+    awaitable<void> run();
+    asio::any_io_executor executor() { return stream_.get_executor(); }
+
+    // Runs on the session's strand.
+    void shutdown()
+    {
+        stopping_ = true;
+        if (waitingForRequest_) {
+            beast::error_code ignored;
+            stream_.socket().cancel(ignored);
+        }
+    }
+
+private:
+    awaitable<void> answerAndClose(Response response, std::string_view method,
+                                   std::string_view target,
+                                   std::chrono::steady_clock::time_point started);
+    awaitable<void> drainAndClose();
+    void log(std::string_view method, std::string_view target, const Response &response,
+             std::chrono::steady_clock::time_point started);
+
+    HttpServer &server_;
+    beast::tcp_stream stream_;
+    beast::flat_buffer buffer_;
+    std::string remote_ = "?";
+    bool stopping_ = false;
+    bool waitingForRequest_ = false;
+};
+
+awaitable<void> HttpServer::Session::run()
+{
+    const ServerLimits &limits = server_.limits_;
+    for (unsigned served = 0; !stopping_; ++served) {
+        http::request_parser<http::string_body> parser;
+        parser.header_limit(limits.maxHeaderBytes);
+        parser.body_limit(limits.maxBodyBytes);
+
+        beast::error_code ec;
+        stream_.expires_after(limits.readTimeout);
+        waitingForRequest_ = true;
+        co_await http::async_read_header(stream_, buffer_, parser, redirect_error(use_awaitable, ec));
+        waitingForRequest_ = false;
+        const auto started = std::chrono::steady_clock::now();
+
+        if (!ec && parser.get()[http::field::expect] == "100-continue" && !parser.is_done()) {
+            http::response<http::empty_body> proceed{http::status::continue_, 11};
+            co_await http::async_write(stream_, proceed, redirect_error(use_awaitable, ec));
+        }
+        if (!ec && !parser.is_done())
+            co_await http::async_read(stream_, buffer_, parser, redirect_error(use_awaitable, ec));
+
+        if (ec) {
+            if (isQuietDisconnect(ec))
+                break;
+            http::status status = http::status::bad_request;
+            std::string message = "Malformed HTTP request: " + ec.message() + ".";
+            if (ec == http::error::body_limit) {
+                status = http::status::payload_too_large;
+                message = "Request body is larger than " + std::to_string(limits.maxBodyBytes) +
+                          " bytes.";
+            } else if (ec == http::error::header_limit || ec == http::error::buffer_overflow) {
+                status = http::status::request_header_fields_too_large;
+                message = "Request header is larger than " +
+                          std::to_string(limits.maxHeaderBytes) + " bytes.";
+            }
+            Request stub{http::verb::unknown, "/", 11};
+            co_await answerAndClose(server_.errors_(stub, status, message), "-", "-", started);
+            co_return;
+        }
+
+        Request request = parser.release();
+        const std::string method(request.method_string());
+        const std::string target(request.target());
+
+        Response response;
+        if (!acceptableTarget(target, limits.maxTargetBytes)) {
+            response = server_.errors_(request, http::status::bad_request,
+                                       "Request target is not an acceptable path.");
+        } else {
+            try {
+                response = co_await asio::co_spawn(
+                    server_.workers_,
+                    [&]() -> awaitable<Response> { co_return server_.handler_(request); },
+                    use_awaitable);
+            } catch (const std::exception &error) {
+                server_.log_.message(server_.service_,
+                                     std::string("handler failed: ") + error.what());
+                response = server_.errors_(request, http::status::internal_server_error,
+                                           "Internal server error.");
+            }
+        }
+
+        const bool keepAlive = request.keep_alive() && response.keep_alive() && !stopping_ &&
+                               served + 1 < limits.maxRequestsPerConnection &&
+                               !server_.stopping_.load();
+        response.keep_alive(keepAlive);
+        response.prepare_payload();
+        stream_.expires_after(limits.writeTimeout);
+        co_await http::async_write(stream_, response, redirect_error(use_awaitable, ec));
+        log(method, target, response, started);
+        if (ec || !keepAlive)
+            break;
+    }
+    beast::error_code ignored;
+    stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+    stream_.socket().close(ignored);
+}
+
+awaitable<void> HttpServer::Session::answerAndClose(Response response, std::string_view method,
+                                                    std::string_view target,
+                                                    std::chrono::steady_clock::time_point started)
+{
+    response.keep_alive(false);
+    response.prepare_payload();
+    beast::error_code ec;
+    stream_.expires_after(server_.limits_.writeTimeout);
+    co_await http::async_write(stream_, response, redirect_error(use_awaitable, ec));
+    log(method, target, response, started);
+    co_await drainAndClose();
+}
+
+// Closing a socket with unread input makes the kernel send a reset, which can destroy the
+// error answer before the client reads it. Read what the client is still sending for a
+// short, bounded while first.
+awaitable<void> HttpServer::Session::drainAndClose()
+{
+    beast::error_code ec;
+    stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
+    std::vector<char> sink(64 * 1024);
+    std::size_t drained = 0;
+    stream_.expires_after(std::chrono::seconds(1));
+    while (!ec && drained < 16 * 1024 * 1024) {
+        drained += co_await stream_.async_read_some(asio::buffer(sink),
+                                                    redirect_error(use_awaitable, ec));
+    }
+    stream_.socket().close(ec);
+}
+
+void HttpServer::Session::log(std::string_view method, std::string_view target,
+                              const Response &response,
+                              std::chrono::steady_clock::time_point started)
+{
+    server_.log_.write({
+        server_.service_,
+        remote_,
+        method,
+        target,
+        response.result_int(),
+        response.body().size(),
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                              started),
+    });
+}
+
+HttpServer::HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
+                       Handler handler, ErrorResponder errors, AccessLog &log,
+                       ServerLimits limits)
+    : io_(io), workers_(workers), service_(std::move(service)), handler_(std::move(handler)),
+      errors_(std::move(errors)), log_(log), limits_(limits), acceptor_(asio::make_strand(io))
+{
+}
+
+HttpServer::~HttpServer() = default;
+
+tcp::endpoint HttpServer::listen(const std::string &host, unsigned short port)
+{
+    const tcp::endpoint endpoint{asio::ip::make_address(host), port};
+    acceptor_.open(endpoint.protocol());
+    acceptor_.set_option(asio::socket_base::reuse_address(true));
+    acceptor_.bind(endpoint);
+    acceptor_.listen(asio::socket_base::max_listen_connections);
+    return acceptor_.local_endpoint();
+}
+
+void HttpServer::start()
+{
+    asio::co_spawn(acceptor_.get_executor(), acceptLoop(), asio::detached);
+}
+
+awaitable<void> HttpServer::acceptLoop()
+{
+    asio::steady_timer backoff{acceptor_.get_executor()};
+    while (!stopping_) {
+        tcp::socket socket{asio::make_strand(io_)};
+        beast::error_code ec;
+        co_await acceptor_.async_accept(socket, redirect_error(use_awaitable, ec));
+        if (ec == asio::error::operation_aborted || stopping_)
+            break;
+        if (ec) {
+            // Typically out of file descriptors: pause instead of spinning.
+            log_.message(service_, "accept failed: " + ec.message());
+            backoff.expires_after(std::chrono::milliseconds(100));
+            co_await backoff.async_wait(redirect_error(use_awaitable, ec));
+            continue;
+        }
+        if (openConnections() >= limits_.maxConnections) {
+            socket.close(ec);
+            continue;
+        }
+        auto executor = socket.get_executor();
+        auto session = std::make_shared<Session>(*this, std::move(socket));
+        {
+            const std::lock_guard lock(sessionsMutex_);
+            sessions_.emplace(session.get(), session);
+        }
+        asio::co_spawn(
+            executor,
+            [this, session]() -> awaitable<void> {
+                try {
+                    co_await session->run();
+                } catch (const std::exception &) {
+                    // The connection is gone either way; nothing else depends on it.
+                }
+                forget(session.get());
+            },
+            asio::detached);
+    }
+}
+
+void HttpServer::forget(Session *session)
+{
+    const std::lock_guard lock(sessionsMutex_);
+    sessions_.erase(session);
+}
+
+std::size_t HttpServer::openConnections() const
+{
+    const std::lock_guard lock(sessionsMutex_);
+    return sessions_.size();
+}
+
+void HttpServer::stop()
+{
+    if (stopping_.exchange(true))
+        return;
+    asio::post(acceptor_.get_executor(), [this] {
+        beast::error_code ignored;
+        acceptor_.close(ignored);
+    });
+    std::vector<std::weak_ptr<Session>> snapshot;
+    {
+        const std::lock_guard lock(sessionsMutex_);
+        for (const auto &entry : sessions_)
+            snapshot.push_back(entry.second);
+    }
+    for (const auto &weak : snapshot) {
+        if (auto session = weak.lock()) {
+            asio::post(session->executor(), [session] { session->shutdown(); });
+        }
+    }
+}
+
+} // namespace tailwise::net

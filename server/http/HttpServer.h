@@ -1,0 +1,76 @@
+#pragma once
+
+#include "AccessLog.h"
+#include "asio.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+namespace tailwise::net {
+
+struct ServerLimits
+{
+    std::size_t maxBodyBytes = 10 * 1024 * 1024;
+    std::uint32_t maxHeaderBytes = 16 * 1024;
+    std::size_t maxTargetBytes = 2048;
+    // A whole request, from waiting for its first byte to its last, must arrive in this time.
+    std::chrono::milliseconds readTimeout{std::chrono::seconds(30)};
+    std::chrono::milliseconds writeTimeout{std::chrono::seconds(30)};
+    unsigned maxRequestsPerConnection = 10000;
+    std::size_t maxConnections = 4096;
+};
+
+// Asynchronous HTTP/1.1 server: one C++20 coroutine per connection, each on its own strand,
+// one request at a time per connection. The handler is a plain function from request to
+// response; it runs on the blocking-work pool so slow handlers (password hashing, disk)
+// never stall the I/O threads.
+class HttpServer
+{
+public:
+    using Handler = std::function<Response(const Request &)>;
+    using ErrorResponder =
+        std::function<Response(const Request &, http::status, const std::string &message)>;
+
+    HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
+               Handler handler, ErrorResponder errors, AccessLog &log, ServerLimits limits = {});
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    // Binds and listens; port 0 picks a free port. Throws boost::system::system_error.
+    tcp::endpoint listen(const std::string &host, unsigned short port);
+    void start();
+    // Stops accepting, lets requests in flight finish and closes idle connections.
+    void stop();
+
+    std::size_t openConnections() const;
+
+private:
+    class Session;
+    friend class Session;
+
+    asio::awaitable<void> acceptLoop();
+    void forget(Session *session);
+
+    asio::io_context &io_;
+    asio::thread_pool &workers_;
+    std::string service_;
+    Handler handler_;
+    ErrorResponder errors_;
+    AccessLog &log_;
+    ServerLimits limits_;
+    tcp::acceptor acceptor_;
+    std::atomic<bool> stopping_{false};
+    mutable std::mutex sessionsMutex_;
+    std::unordered_map<Session *, std::weak_ptr<Session>> sessions_;
+};
+
+// True when a request target is an origin-form path we are willing to route.
+bool acceptableTarget(std::string_view target, std::size_t maxBytes);
+
+} // namespace tailwise::net

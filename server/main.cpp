@@ -1,0 +1,92 @@
+#include "ServerStack.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+namespace {
+
+void usage(std::ostream &out)
+{
+    out << "usage: tailwise-server [--data-dir DIR] [--host ADDR] [--backend-port PORT]\n"
+           "                       [--database-port PORT] [--push-port PORT] [--threads N]\n"
+           "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
+           "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n";
+}
+
+unsigned short parsePort(const std::string &flag, const std::string &text)
+{
+    std::size_t used = 0;
+    unsigned long value = 0;
+    try {
+        value = std::stoul(text, &used);
+    } catch (const std::exception &) {
+        used = 0;
+    }
+    if (used != text.size() || text.empty() || value > 65535) {
+        std::cerr << "tailwise-server: " << flag << " needs a port number 0-65535, not '" << text
+                  << "'\n";
+        std::exit(2);
+    }
+    return static_cast<unsigned short>(value);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    tailwise::StackConfig config;
+    config.dataDir = "var";
+    for (int i = 1; i < argc; ++i) {
+        const std::string flag = argv[i];
+        if (flag == "--help" || flag == "-h") {
+            usage(std::cout);
+            return 0;
+        }
+        if (i + 1 >= argc) {
+            std::cerr << "tailwise-server: " << flag << " needs a value\n";
+            usage(std::cerr);
+            return 2;
+        }
+        const std::string value = argv[++i];
+        if (flag == "--data-dir")
+            config.dataDir = value;
+        else if (flag == "--host")
+            config.host = value;
+        else if (flag == "--backend-port")
+            config.backendPort = parsePort(flag, value);
+        else if (flag == "--database-port" || flag == "--push-port")
+            parsePort(flag, value); // these services are not part of this build yet
+        else if (flag == "--threads")
+            config.threads = parsePort(flag, value);
+        else {
+            std::cerr << "tailwise-server: unknown flag " << flag << "\n";
+            usage(std::cerr);
+            return 2;
+        }
+    }
+
+    // Signals are handled by the stack's signal_set; block them in every thread it starts.
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGINT);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+
+    try {
+        tailwise::ServerStack stack(config);
+        const auto endpoints = stack.start();
+        const auto &backend = endpoints.backend;
+        const std::string host = backend.address().is_v6()
+                                     ? "[" + backend.address().to_string() + "]"
+                                     : backend.address().to_string();
+        std::cout << "backend listening on http://" << host << ':' << backend.port() << std::endl;
+        pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+        stack.runUntilSignalled();
+    } catch (const std::exception &error) {
+        std::cerr << "tailwise-server: " << error.what() << "\n";
+        return 1;
+    }
+    return 0;
+}
