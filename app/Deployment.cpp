@@ -1,0 +1,40 @@
+#include "Deployment.h"
+
+#include <QStandardPaths>
+
+QUrl Deployment::serviceUrl(const char *variable, const QString &fallback)
+{
+    const QString configured = qEnvironmentVariable(variable);
+    if (configured.isEmpty())
+        return QUrl(fallback);
+    QUrl url(configured, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme().isEmpty() || url.host().isEmpty()) {
+        qWarning("%s=%s is not an absolute URL; using %s", variable, qPrintable(configured),
+                 qPrintable(fallback));
+        return QUrl(fallback);
+    }
+    return url;
+}
+
+QUrl Deployment::backendUrl()
+{
+    return serviceUrl("TAILWISE_BACKEND", QStringLiteral("http://127.0.0.1:8080"));
+}
+
+QUrl Deployment::databaseUrl()
+{
+    return serviceUrl("TAILWISE_DATABASE", QStringLiteral("http://127.0.0.1:9000"));
+}
+
+QUrl Deployment::pushUrl()
+{
+    return serviceUrl("TAILWISE_PUSH", QStringLiteral("http://127.0.0.1:8081"));
+}
+
+QString Deployment::homeDirectory()
+{
+    const QString configured = qEnvironmentVariable("TAILWISE_HOME");
+    if (!configured.isEmpty())
+        return configured;
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+}
