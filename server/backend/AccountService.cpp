@@ -3,6 +3,7 @@
 #include "Auth.h"
 #include "Envelope.h"
 #include "Fields.h"
+#include "ProfileFields.h"
 
 namespace tailwise::backend {
 namespace {
@@ -10,7 +11,6 @@ namespace {
 using net::http::status;
 
 constexpr std::size_t shortText = 256;
-constexpr std::size_t longText = 4000;
 
 std::string socialName(const std::string &registerType)
 {
@@ -33,8 +33,7 @@ std::string secondsLeft(std::int64_t untilMs, std::int64_t nowMs)
 AccountService::AccountService(UserStore &users, Outbox &outbox, const PasswordHasher &hasher,
                                const Clock &clock, AccountRules rules)
     : users_(users), outbox_(outbox), hasher_(hasher), clock_(clock), rules_(rules)
-{
-}
+{}
 
 std::string AccountService::checkedNewPassword(const std::string &password) const
 {
@@ -77,20 +76,21 @@ net::Response AccountService::registerUser(const net::Request &request)
         throw BadRequest("register_type must be \"manual\", \"gmail\" or \"facebook\".");
     const bool social = registerType != "manual";
 
+    const ProfileFields profile = ProfileFields::read(fields);
     NewUser user;
     user.email = email;
     user.registerType = registerType;
-    user.name = fields.text("username", shortText).value_or("");
-    user.phone = fields.text("phone", 32).value_or("");
-    user.gender = fields.text("gender", 16).value_or("");
-    user.age = fields.text("user_age", 8).value_or("");
-    user.dogInfo = fields.text("dogInfo", longText).value_or("");
-    user.dogName = fields.text("dog_name", shortText).value_or("");
-    user.dogsCount = fields.text("dogs_count", 8).value_or("");
-    user.about = fields.text("about", longText).value_or("");
-    user.dogAddress = fields.text("dog_address", 512).value_or("");
-    user.latitude = fields.number("latitude", -90, 90);
-    user.longitude = fields.number("longitude", -180, 180);
+    user.name = profile.name.value_or("");
+    user.phone = profile.phone.value_or("");
+    user.gender = profile.gender.value_or("");
+    user.age = profile.age.value_or("");
+    user.dogInfo = profile.dogInfo.value_or("");
+    user.dogName = profile.dogName.value_or("");
+    user.dogsCount = profile.dogsCount.value_or("");
+    user.about = profile.about.value_or("");
+    user.dogAddress = profile.dogAddress.value_or("");
+    user.latitude = profile.latitude;
+    user.longitude = profile.longitude;
     user.profilePic = fields.text("profilePic", 1024).value_or("");
     user.verifyStatus = fields.text("verify_status", 8).value_or("0");
     user.activateStatus = fields.text("activate_status", 16).value_or("activate");
@@ -234,7 +234,7 @@ net::Response AccountService::deactivate(const net::Request &request)
     const Fields fields = Fields::fromRequest(request);
     const SignedIn session = requireSignedIn(users_, request, fields);
     const std::string reason = trimmed(fields.required("reason", shortText));
-    const std::string message = fields.text("message", longText).value_or("");
+    const std::string message = fields.text("message", 4000).value_or("");
     users_.deactivate(session.userId, reason, message, clock_.nowMs());
     return success(request, "Your account has been deactivated.");
 }

@@ -6,12 +6,11 @@
 
 namespace tailwise::backend {
 
-SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fields &fields)
+SignedIn requireSession(UserStore &users, const net::Request &request)
 {
     const std::string_view header = request[net::http::field::authorization];
     constexpr std::string_view scheme = "Bearer ";
-    if (header.size() <= scheme.size() ||
-        !boost::algorithm::istarts_with(header, scheme))
+    if (header.size() <= scheme.size() || !boost::algorithm::istarts_with(header, scheme))
         throw BadRequest("Sign-in required.", net::http::status::unauthorized);
     const std::string token = trimmed(header.substr(scheme.size()));
     if (!looksLikeSessionToken(token))
@@ -21,12 +20,22 @@ SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fi
     if (!userId)
         throw BadRequest("Your session has ended; please sign in again.",
                          net::http::status::unauthorized);
+    return {*userId, digest};
+}
 
-    const std::string claimed = fields.required("user_id", 20);
-    if (claimed != std::to_string(*userId))
+SignedIn requireSignedInAs(UserStore &users, const net::Request &request,
+                           std::string_view claimedId)
+{
+    SignedIn session = requireSession(users, request);
+    if (claimedId != std::to_string(session.userId))
         throw BadRequest("user_id does not belong to the signed-in account.",
                          net::http::status::forbidden);
-    return {*userId, digest};
+    return session;
+}
+
+SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fields &fields)
+{
+    return requireSignedInAs(users, request, fields.required("user_id", 20));
 }
 
 } // namespace tailwise::backend

@@ -12,27 +12,63 @@ BackendService::BackendService(const BackendConfig &config)
       users_((std::filesystem::create_directories(config.dataDir),
               (config.dataDir / "backend.sqlite3").string())),
       outbox_(config.dataDir / "outbox"), hasher_(config.passwordCost),
+      pictures_(config.dataDir / "uploads"), profiles_(users_), search_(users_),
       accounts_(users_, outbox_, hasher_, clock_),
+      profileService_(users_, profiles_, pictures_, clock_),
+      partnerService_(users_, profiles_, search_, clock_),
       router_([](const net::Request &request, net::http::status status,
                  const std::string &message) { return failure(request, status, message); })
 {
-    addEndpoint("register", &AccountService::registerUser);
-    addEndpoint("login", &AccountService::login);
-    addEndpoint("forgot_password", &AccountService::forgotPassword);
-    addEndpoint("change_password", &AccountService::changePassword);
-    addEndpoint("logout", &AccountService::logout);
-    addEndpoint("deactivate", &AccountService::deactivate);
+    const auto bind = [](auto *service, auto method) {
+        return [service, method](const net::Request &request, auto... id) {
+            return (service->*method)(request, id...);
+        };
+    };
+    addEndpoint("register", bind(&accounts_, &AccountService::registerUser));
+    addEndpoint("login", bind(&accounts_, &AccountService::login));
+    addEndpoint("forgot_password", bind(&accounts_, &AccountService::forgotPassword));
+    addEndpoint("change_password", bind(&accounts_, &AccountService::changePassword));
+    addEndpoint("logout", bind(&accounts_, &AccountService::logout));
+    addEndpoint("deactivate", bind(&accounts_, &AccountService::deactivate));
+
+    addEndpoint("get_profile", bind(&profileService_, &ProfileService::getProfile));
+    addEndpoint("userprofile", bind(&profileService_, &ProfileService::saveProfile));
+    addEndpoint("update", bind(&profileService_, &ProfileService::saveProfile));
+    addEndpoint("statusUpdate", bind(&profileService_, &ProfileService::statusUpdate));
+
+    addEndpointWithId("all_users", bind(&partnerService_, &PartnerService::allUsers));
+    addEndpointWithId("get_user_favourite", bind(&partnerService_, &PartnerService::favourites));
+    addEndpoint("create_user_favourite", bind(&partnerService_, &PartnerService::createFavourite));
+
+    router_.addPrefix(net::http::verb::get, std::string(ProfileService::uploadsPath),
+                      [this](const net::Request &request, std::string_view name) {
+                          return profileService_.picture(request, name);
+                      });
     router_.add(net::http::verb::get, "/healthz", [](const net::Request &request, auto) {
         return net::makeJson(request, net::http::status::ok, {{"status", "1"}, {"message", "ok"}});
     });
 }
 
-void BackendService::addEndpoint(std::string_view word, Endpoint endpoint)
+void BackendService::addEndpoint(std::string_view word,
+                                 std::function<net::Response(const net::Request &)> endpoint)
 {
     router_.add(net::http::verb::post, std::string(basePath) + std::string(word),
-                [this, endpoint](const net::Request &request, std::string_view) {
-                    return (accounts_.*endpoint)(request);
+                [endpoint = std::move(endpoint)](const net::Request &request, std::string_view) {
+                    return endpoint(request);
                 });
+}
+
+void BackendService::addEndpointWithId(
+    std::string_view word,
+    std::function<net::Response(const net::Request &, std::string_view)> endpoint)
+{
+    router_.addPrefix(
+        net::http::verb::post, std::string(basePath) + std::string(word) + "/",
+        [endpoint = std::move(endpoint)](const net::Request &request, std::string_view id) {
+            if (id.find('/') != std::string_view::npos)
+                throw BadRequest("Unknown endpoint.", net::http::status::not_found);
+            return endpoint(request, id);
+        });
 }
 
 net::Response BackendService::handle(const net::Request &request) const
@@ -45,7 +81,7 @@ net::Response BackendService::handle(const net::Request &request) const
 }
 
 net::Response BackendService::error(const net::Request &request, net::http::status status,
-                                     const std::string &message) const
+                                    const std::string &message) const
 {
     return failure(request, status, message);
 }

@@ -2,6 +2,11 @@
 
 #include "../http/Router.h"
 #include "AccountService.h"
+#include "PartnerSearch.h"
+#include "PartnerService.h"
+#include "PictureStore.h"
+#include "ProfileService.h"
+#include "ProfileStore.h"
 
 #include <filesystem>
 #include <memory>
@@ -15,7 +20,8 @@ struct BackendConfig
     const Clock *clock = nullptr; // the system clock when null
 };
 
-// The app's REST backend: "/app/backend/app/users/<endpoint>" plus "/healthz".
+// The app's REST backend: "/app/backend/app/users/<endpoint>", the uploaded pictures under
+// "/projects/tailapp/uploads/", and "/healthz".
 class BackendService
 {
 public:
@@ -30,15 +36,23 @@ public:
     UserStore &users() { return users_; }
 
 private:
-    using Endpoint = net::Response (AccountService::*)(const net::Request &);
-    void addEndpoint(std::string_view word, Endpoint endpoint);
+    void addEndpoint(std::string_view word,
+                     std::function<net::Response(const net::Request &)> endpoint);
+    void addEndpointWithId(
+        std::string_view word,
+        std::function<net::Response(const net::Request &, std::string_view)> endpoint);
 
     SystemClock systemClock_;
     const Clock &clock_;
     UserStore users_;
     Outbox outbox_;
     PasswordHasher hasher_;
+    PictureStore pictures_;
+    ProfileStore profiles_;
+    PartnerSearch search_;
     AccountService accounts_;
+    ProfileService profileService_;
+    PartnerService partnerService_;
     net::Router router_;
 };
 

@@ -35,7 +35,10 @@ PasswordCost PasswordCost::minimal()
     return {crypto_pwhash_OPSLIMIT_MIN, crypto_pwhash_MEMLIMIT_MIN};
 }
 
-PasswordHasher::PasswordHasher(PasswordCost cost) : cost_(cost) { ensureSodium(); }
+PasswordHasher::PasswordHasher(PasswordCost cost) : cost_(cost)
+{
+    ensureSodium();
+}
 
 std::string PasswordHasher::hash(std::string_view password) const
 {
@@ -65,7 +68,10 @@ std::string randomHex(std::size_t bytes)
     return toHex(reinterpret_cast<const unsigned char *>(raw.data()), raw.size());
 }
 
-std::string newSessionToken() { return randomHex(32); }
+std::string newSessionToken()
+{
+    return randomHex(32);
+}
 
 std::string tokenDigest(std::string_view token)
 {

@@ -2,10 +2,11 @@
 
 #include "../http/Responses.h"
 
+#include <cstdio>
+
 namespace tailwise::backend {
 
-net::Response success(const net::Request &request, const std::string &message,
-                      nlohmann::json extra)
+net::Response success(const net::Request &request, const std::string &message, nlohmann::json extra)
 {
     extra["status"] = "1";
     extra["message"] = message;
@@ -21,8 +22,15 @@ net::Response failure(const net::Request &request, net::http::status status,
     return response;
 }
 
-nlohmann::json userDictionary(const UserRecord &user)
+nlohmann::json userDictionary(const UserRecord &user, std::optional<double> distanceKm,
+                              bool favourite)
 {
+    std::string distance;
+    if (distanceKm) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.1f", *distanceKm);
+        distance = text;
+    }
     const std::string id = std::to_string(user.id);
     return {
         {"user_id", id},
@@ -42,8 +50,8 @@ nlohmann::json userDictionary(const UserRecord &user)
         {"verify_status", user.verifyStatus},
         {"device_token", user.deviceToken},
         {"activate_status", user.activateStatus},
-        {"distance", ""},
-        {"favourite", "0"},
+        {"distance", distance},
+        {"favourite", favourite ? "1" : "0"},
         {"time_stamp", user.lastSeen},
     };
 }

@@ -14,6 +14,8 @@ net::Response failure(const net::Request &request, net::http::status status,
                       const std::string &message);
 
 // The user dictionary the app reads: every field as text, the last-seen time as a number.
-nlohmann::json userDictionary(const UserRecord &user);
+// The distance is text with one decimal, empty when unknown; "favourite" is "1" or "0".
+nlohmann::json userDictionary(const UserRecord &user, std::optional<double> distanceKm = {},
+                              bool favourite = false);
 
 } // namespace tailwise::backend

@@ -4,6 +4,7 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 
@@ -57,6 +58,15 @@ std::string trimmed(std::string_view text)
     return std::string(text.substr(first, last - first + 1));
 }
 
+std::optional<std::int64_t> parseId(std::string_view text)
+{
+    std::int64_t id = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || id <= 0)
+        return std::nullopt;
+    return id;
+}
+
 bool plausibleEmail(std::string_view email)
 {
     if (email.size() < 3 || email.size() > 254)
@@ -103,6 +113,8 @@ Fields Fields::fromRequest(const net::Request &request)
         for (const auto &part : result.form->parts) {
             if (!part.filename)
                 fields.values_[part.name] = part.data;
+            else if (!part.data.empty())
+                fields.files_[part.name] = {*part.filename, part.contentType, part.data};
         }
         return fields;
     }
@@ -113,7 +125,16 @@ Fields Fields::fromRequest(const net::Request &request)
                      net::http::status::unsupported_media_type);
 }
 
-bool Fields::has(std::string_view key) const { return values_.contains(key); }
+const UploadedFile *Fields::file(std::string_view key) const
+{
+    const auto found = files_.find(key);
+    return found == files_.end() ? nullptr : &found->second;
+}
+
+bool Fields::has(std::string_view key) const
+{
+    return values_.contains(key);
+}
 
 std::optional<std::string> Fields::text(std::string_view key, std::size_t maxBytes) const
 {

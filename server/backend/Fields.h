@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -18,12 +19,18 @@ public:
     explicit BadRequest(const std::string &message,
                         net::http::status status = net::http::status::bad_request)
         : std::runtime_error(message), status_(status)
-    {
-    }
+    {}
     net::http::status status() const { return status_; }
 
 private:
     net::http::status status_;
+};
+
+struct UploadedFile
+{
+    std::string filename;
+    std::string contentType;
+    std::string data;
 };
 
 // The named values of a request body, from a JSON object or a multipart form alike. Every
@@ -42,11 +49,18 @@ public:
     // A JSON number or a numeric string within [min, max]; nullopt when absent or "".
     std::optional<double> number(std::string_view key, double min, double max) const;
 
+    // A file part of a multipart body; nullptr when absent or when the client sent an empty
+    // file part (no file chosen).
+    const UploadedFile *file(std::string_view key) const;
+
 private:
     nlohmann::json values_ = nlohmann::json::object();
+    std::map<std::string, UploadedFile, std::less<>> files_;
 };
 
 std::string trimmed(std::string_view text);
+// A user id as the app sends it: decimal digits only.
+std::optional<std::int64_t> parseId(std::string_view text);
 bool plausibleEmail(std::string_view email);
 
 } // namespace tailwise::backend

@@ -55,6 +55,37 @@ constexpr std::array steps = {
         created_at INTEGER NOT NULL
     );
     )sql",
+    // Favourites per pair, and an R*Tree over the stored positions that triggers keep in
+    // step with the users table, so partner search never scans every user.
+    R"sql(
+    CREATE TABLE favourites (
+        user_id      INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        favourite_id INTEGER NOT NULL REFERENCES users(id) ON DELETE CASCADE,
+        created_at   INTEGER NOT NULL,
+        PRIMARY KEY (user_id, favourite_id)
+    ) WITHOUT ROWID;
+    CREATE VIRTUAL TABLE user_positions USING rtree(id, min_lat, max_lat, min_lon, max_lon);
+    INSERT INTO user_positions
+        SELECT id, latitude, latitude, longitude, longitude FROM users
+        WHERE latitude IS NOT NULL AND longitude IS NOT NULL;
+    CREATE TRIGGER users_position_insert AFTER INSERT ON users
+        WHEN NEW.latitude IS NOT NULL AND NEW.longitude IS NOT NULL
+    BEGIN
+        INSERT INTO user_positions
+            VALUES (NEW.id, NEW.latitude, NEW.latitude, NEW.longitude, NEW.longitude);
+    END;
+    CREATE TRIGGER users_position_update AFTER UPDATE OF latitude, longitude ON users
+    BEGIN
+        DELETE FROM user_positions WHERE id = NEW.id;
+        INSERT INTO user_positions
+            SELECT NEW.id, NEW.latitude, NEW.latitude, NEW.longitude, NEW.longitude
+            WHERE NEW.latitude IS NOT NULL AND NEW.longitude IS NOT NULL;
+    END;
+    CREATE TRIGGER users_position_delete AFTER DELETE ON users
+    BEGIN
+        DELETE FROM user_positions WHERE id = OLD.id;
+    END;
+    )sql",
 };
 
 int currentVersion(Connection &connection)

@@ -5,20 +5,24 @@ namespace {
 
 [[noreturn]] void fail(sqlite3 *db, int code, std::string_view what)
 {
-    throw SqliteError(code, std::string(what) + ": " + (db ? sqlite3_errmsg(db) : sqlite3_errstr(code)));
+    throw SqliteError(code,
+                      std::string(what) + ": " + (db ? sqlite3_errmsg(db) : sqlite3_errstr(code)));
 }
 
 } // namespace
 
 Statement::Statement(sqlite3 *db, std::string_view sql) : db_(db)
 {
-    const int rc = sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &statement_,
-                                      nullptr);
+    const int rc =
+        sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &statement_, nullptr);
     if (rc != SQLITE_OK)
         fail(db, rc, "prepare");
 }
 
-Statement::~Statement() { sqlite3_finalize(statement_); }
+Statement::~Statement()
+{
+    sqlite3_finalize(statement_);
+}
 
 Statement &Statement::bind(int index, std::string_view text)
 {
@@ -109,10 +113,9 @@ std::optional<double> Statement::optionalReal(int column) const
 
 Connection::Connection(const std::string &path)
 {
-    const int rc = sqlite3_open_v2(path.c_str(), &db_,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
-                                       SQLITE_OPEN_NOMUTEX,
-                                   nullptr);
+    const int rc =
+        sqlite3_open_v2(path.c_str(), &db_,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc != SQLITE_OK) {
         const std::string message = db_ ? sqlite3_errmsg(db_) : sqlite3_errstr(rc);
         sqlite3_close(db_);
@@ -122,7 +125,10 @@ Connection::Connection(const std::string &path)
     sqlite3_extended_result_codes(db_, 1);
 }
 
-Connection::~Connection() { sqlite3_close(db_); }
+Connection::~Connection()
+{
+    sqlite3_close(db_);
+}
 
 void Connection::exec(std::string_view sql)
 {

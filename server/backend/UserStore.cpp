@@ -2,15 +2,54 @@
 
 #include "Migrations.h"
 
+#include <array>
+
 namespace tailwise::backend {
 namespace {
 
-constexpr const char *userColumns =
-    "id, email, password_hash, register_type, name, phone, gender, age, dog_info, dog_name, "
-    "dogs_count, about, dog_address, latitude, longitude, profile_pic, status, verify_status, "
-    "activate_status, device_token, profile_complete, deactivated, locked_until, last_seen";
+constexpr std::array columnNames = {
+    "id",
+    "email",
+    "password_hash",
+    "register_type",
+    "name",
+    "phone",
+    "gender",
+    "age",
+    "dog_info",
+    "dog_name",
+    "dogs_count",
+    "about",
+    "dog_address",
+    "latitude",
+    "longitude",
+    "profile_pic",
+    "status",
+    "verify_status",
+    "activate_status",
+    "device_token",
+    "profile_complete",
+    "deactivated",
+    "locked_until",
+    "last_seen",
+};
 
-UserRecord readUser(const Statement &row)
+} // namespace
+
+std::string UserStore::columns(std::string_view alias)
+{
+    std::string list;
+    for (const char *name : columnNames) {
+        if (!list.empty())
+            list += ", ";
+        if (!alias.empty())
+            list.append(alias).append(".");
+        list += name;
+    }
+    return list;
+}
+
+UserRecord UserStore::read(const Statement &row)
 {
     UserRecord user;
     user.id = row.integer(0);
@@ -40,8 +79,6 @@ UserRecord readUser(const Statement &row)
     return user;
 }
 
-} // namespace
-
 UserStore::UserStore(const std::string &path) : connection_(path)
 {
     connection_.exec("PRAGMA journal_mode=WAL");
@@ -54,12 +91,12 @@ UserStore::UserStore(const std::string &path) : connection_(path)
 std::optional<UserRecord> UserStore::findWhere(const char *condition, auto bindKey)
 {
     const std::lock_guard lock(mutex_);
-    auto query = connection_.prepare(std::string("SELECT ") + userColumns + " FROM users WHERE " +
-                                     condition);
+    auto query =
+        connection_.prepare("SELECT " + columns() + " FROM users WHERE " + std::string(condition));
     bindKey(query);
     if (!query.step())
         return std::nullopt;
-    return readUser(query);
+    return read(query);
 }
 
 std::optional<UserRecord> UserStore::findByEmail(std::string_view email)
@@ -157,9 +194,9 @@ SessionStart UserStore::startSession(std::int64_t userId, const std::string &tok
 std::optional<std::int64_t> UserStore::sessionUser(const std::string &tokenDigest)
 {
     const std::lock_guard lock(mutex_);
-    auto query = connection_.prepare(
-        "SELECT s.user_id FROM sessions s JOIN users u ON u.id = s.user_id "
-        "WHERE s.token_digest = ?1 AND u.deactivated = 0");
+    auto query =
+        connection_.prepare("SELECT s.user_id FROM sessions s JOIN users u ON u.id = s.user_id "
+                            "WHERE s.token_digest = ?1 AND u.deactivated = 0");
     query.bind(1, tokenDigest);
     if (!query.step())
         return std::nullopt;

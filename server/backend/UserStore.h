@@ -50,8 +50,17 @@ struct NewUser
     std::string activateStatus = "activate";
 };
 
-enum class FailedLogin { counted, lockedNow };
-enum class SessionStart { started, locked, deactivated };
+enum class FailedLogin
+{
+    counted,
+    lockedNow
+};
+enum class SessionStart
+{
+    started,
+    locked,
+    deactivated
+};
 
 // The users, their sessions and the mail outbox in one SQLite database. One connection,
 // serialised by a mutex: every operation is short, and the slow part of an account
@@ -86,6 +95,20 @@ public:
                     std::int64_t nowMs);
 
     std::int64_t countOutbox();
+
+    // The user columns in the order read() expects, optionally qualified by a table alias.
+    static std::string columns(std::string_view alias = {});
+    // Reads a user from the first columns of a row selected with columns().
+    static UserRecord read(const Statement &row);
+
+    // Runs `work` on the connection under the store's lock, for stores that keep their own
+    // tables in the same database.
+    template <typename Work>
+    auto locked(Work work)
+    {
+        const std::lock_guard lock(mutex_);
+        return work(connection_);
+    }
 
 private:
     std::optional<UserRecord> findWhere(const char *condition, auto bindKey);
