@@ -104,7 +104,8 @@ void PartnerSearch::finish(std::vector<Partner> &partners) const
 std::vector<Partner> PartnerSearch::find(const PartnerQuery &query)
 {
     const auto me = viewer(query.viewerId);
-    if (!me || !me->latitude || !me->longitude)
+    // A favourites list is driven by the viewer's few favourites, not by position.
+    if (query.favouritesOnly || !me || !me->latitude || !me->longitude)
         return findByFullScan(query);
     const double lat = *me->latitude;
     const double lon = *me->longitude;

@@ -81,6 +81,8 @@ void Statement::run()
 {
     while (step()) {
     }
+    // Ready to run again with new bindings, as bulk inserts do.
+    sqlite3_reset(statement_);
 }
 
 std::string Statement::text(int column) const

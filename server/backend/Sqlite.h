@@ -43,7 +43,7 @@ public:
 
     // Advances to the next row; false when done. Throws SqliteError on failure.
     bool step();
-    // Runs a statement that returns no rows.
+    // Runs a statement that returns no rows, then resets it for another run.
     void run();
 
     std::string text(int column) const;
