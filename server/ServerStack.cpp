@@ -1,6 +1,7 @@
 #include "ServerStack.h"
 
 #include <algorithm>
+#include <csignal>
 
 namespace tailwise {
 namespace {
@@ -28,15 +29,40 @@ ServerStack::ServerStack(StackConfig config)
             return backend_->error(request, status, message);
         },
         log_, config_.backendLimits);
+
+    if (config_.databasePort) {
+        realtime::DatabaseOptions options = config_.database;
+        if (options.dir.empty())
+            options.dir = config_.dataDir / "realtime";
+        database_ = std::make_unique<realtime::Database>(std::move(options));
+        realtime_ = std::make_unique<realtime::RealtimeService>(*database_);
+        databaseWorkers_ = std::make_unique<net::asio::thread_pool>(
+            std::max(16u, 4 * threadCount(config_.threads)));
+        databaseServer_ = std::make_unique<net::HttpServer>(
+            io_, *databaseWorkers_, "database",
+            net::StreamingHandler{
+                [this](const net::Request &request) { return realtime_->handle(request); }},
+            [](const net::Request &request, net::http::status status, const std::string &message) {
+                return realtime::RealtimeService::error(request, status, message);
+            },
+            log_, config_.databaseLimits);
+    }
 }
 
-ServerStack::~ServerStack() { stop(); }
+ServerStack::~ServerStack()
+{
+    stop();
+}
 
 StackEndpoints ServerStack::start()
 {
     StackEndpoints endpoints;
     endpoints.backend = backendServer_->listen(config_.host, config_.backendPort);
     backendServer_->start();
+    if (databaseServer_) {
+        endpoints.database = databaseServer_->listen(config_.host, *config_.databasePort);
+        databaseServer_->start();
+    }
     const unsigned count = threadCount(config_.threads);
     for (unsigned i = 0; i < count; ++i)
         threads_.emplace_back([this] { io_.run(); });
@@ -49,6 +75,8 @@ void ServerStack::stop()
         return;
     stopped_ = true;
     backendServer_->stop();
+    if (databaseServer_)
+        databaseServer_->stop();
     // Idle connections close at once; a request in flight gets a few seconds to finish.
     net::asio::steady_timer deadline{io_, std::chrono::seconds(5)};
     deadline.async_wait([this](const net::beast::error_code &ec) {
@@ -56,7 +84,11 @@ void ServerStack::stop()
             io_.stop();
     });
     const auto poll = std::chrono::milliseconds(10);
-    for (int i = 0; i < 500 && backendServer_->openConnections() > 0; ++i)
+    const auto open = [this] {
+        return backendServer_->openConnections() +
+               (databaseServer_ ? databaseServer_->openConnections() : 0);
+    };
+    for (int i = 0; i < 500 && open() > 0; ++i)
         std::this_thread::sleep_for(poll);
     deadline.cancel();
     io_.stop();
@@ -64,14 +96,21 @@ void ServerStack::stop()
         thread.join();
     threads_.clear();
     workers_.join();
+    if (databaseWorkers_)
+        databaseWorkers_->join();
 }
 
 void ServerStack::runUntilSignalled()
 {
-    net::asio::io_context signalContext;
-    net::asio::signal_set signals{signalContext, SIGINT, SIGTERM};
-    signals.async_wait([](const net::beast::error_code &, int) {});
-    signalContext.run();
+    // The caller blocks SIGINT and SIGTERM before any thread starts, so a signal that arrives
+    // early stays pending until it is collected here instead of killing the process.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    int received = 0;
+    while (sigwait(&stopSignals, &received) != 0) {
+    }
     log_.message("server", "stopping");
     stop();
 }

@@ -2,10 +2,13 @@
 
 #include "backend/BackendService.h"
 #include "http/HttpServer.h"
+#include "realtime/Database.h"
+#include "realtime/RealtimeService.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -20,12 +23,18 @@ struct StackConfig
     backend::PasswordCost passwordCost = backend::PasswordCost::interactive();
     const backend::Clock *clock = nullptr;
     net::ServerLimits backendLimits = {};
+    // The realtime database is served only when a port is given.
+    std::optional<unsigned short> databasePort;
+    net::ServerLimits databaseLimits = {};
+    // Its directory defaults to <dataDir>/realtime.
+    realtime::DatabaseOptions database = {};
     std::FILE *accessLog = stderr;
 };
 
 struct StackEndpoints
 {
     net::tcp::endpoint backend;
+    std::optional<net::tcp::endpoint> database;
 };
 
 // The services of tailwise-server on one io_context with a thread per core. Used by the
@@ -42,10 +51,12 @@ public:
     StackEndpoints start();
     // Graceful: stops accepting, lets requests in flight finish (bounded), joins threads.
     void stop();
-    // Blocks until SIGINT or SIGTERM, then stops.
+    // Blocks until SIGINT or SIGTERM, then stops. Both must be blocked in every thread.
     void runUntilSignalled();
 
     backend::BackendService &backend() { return *backend_; }
+    // nullptr when the database is not served.
+    realtime::Database *database() { return database_.get(); }
 
 private:
     StackConfig config_;
@@ -54,6 +65,12 @@ private:
     net::AccessLog log_;
     std::unique_ptr<backend::BackendService> backend_;
     std::unique_ptr<net::HttpServer> backendServer_;
+    // Database writes wait for the journal's fsync on a worker; a pool of its own lets many
+    // of them share one fsync without holding up the backend.
+    std::unique_ptr<net::asio::thread_pool> databaseWorkers_;
+    std::unique_ptr<realtime::Database> database_;
+    std::unique_ptr<realtime::RealtimeService> realtime_;
+    std::unique_ptr<net::HttpServer> databaseServer_;
     std::vector<std::thread> threads_;
     bool stopped_ = false;
 };

@@ -38,6 +38,7 @@ int main(int argc, char **argv)
 {
     tailwise::StackConfig config;
     config.dataDir = "var";
+    config.databasePort = 9000;
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         if (flag == "--help" || flag == "-h") {
@@ -56,8 +57,10 @@ int main(int argc, char **argv)
             config.host = value;
         else if (flag == "--backend-port")
             config.backendPort = parsePort(flag, value);
-        else if (flag == "--database-port" || flag == "--push-port")
-            parsePort(flag, value); // these services are not part of this build yet
+        else if (flag == "--database-port")
+            config.databasePort = parsePort(flag, value);
+        else if (flag == "--push-port")
+            parsePort(flag, value); // not part of this build yet
         else if (flag == "--threads")
             config.threads = parsePort(flag, value);
         else {
@@ -67,7 +70,7 @@ int main(int argc, char **argv)
         }
     }
 
-    // Signals are handled by the stack's signal_set; block them in every thread it starts.
+    // Blocked in every thread the stack starts; runUntilSignalled collects them with sigwait.
     sigset_t blocked;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGINT);
@@ -77,12 +80,15 @@ int main(int argc, char **argv)
     try {
         tailwise::ServerStack stack(config);
         const auto endpoints = stack.start();
-        const auto &backend = endpoints.backend;
-        const std::string host = backend.address().is_v6()
-                                     ? "[" + backend.address().to_string() + "]"
-                                     : backend.address().to_string();
-        std::cout << "backend listening on http://" << host << ':' << backend.port() << std::endl;
-        pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+        const auto announce = [](const char *service, const tailwise::net::tcp::endpoint &at) {
+            const std::string host = at.address().is_v6() ? "[" + at.address().to_string() + "]"
+                                                          : at.address().to_string();
+            std::cout << service << " listening on http://" << host << ':' << at.port()
+                      << std::endl;
+        };
+        announce("backend", endpoints.backend);
+        if (endpoints.database)
+            announce("database", *endpoints.database);
         stack.runUntilSignalled();
     } catch (const std::exception &error) {
         std::cerr << "tailwise-server: " << error.what() << "\n";

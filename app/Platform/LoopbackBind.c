@@ -28,7 +28,7 @@ int bind(int fd, const struct sockaddr *address, socklen_t length)
         memcpy(&local, address, sizeof local);
         if (IN6_IS_ADDR_UNSPECIFIED(&local.sin6_addr)) {
             /* A dual-stack wildcard socket: ::ffff:127.0.0.1 keeps IPv4 clients working. */
-            static const unsigned char mapped_loopback[16] = {0, 0, 0,    0,    0, 0, 0, 0,
+            static const unsigned char mapped_loopback[16] = {0, 0, 0,    0,    0,   0, 0, 0,
                                                               0, 0, 0xff, 0xff, 127, 0, 0, 1};
             memcpy(&local.sin6_addr, mapped_loopback, sizeof mapped_loopback);
             return real_bind(fd, (const struct sockaddr *)&local, sizeof local);

@@ -31,14 +31,10 @@ void AccessLog::write(const AccessRecord &record)
     if (!sink_)
         return;
     const nlohmann::json line = {
-        {"ts", utcNow()},
-        {"service", record.service},
-        {"remote", record.remote},
-        {"method", record.method},
-        {"target", record.target},
-        {"status", record.status},
-        {"bytes", record.bytes},
-        {"ms", static_cast<double>(record.elapsed.count()) / 1000.0},
+        {"ts", utcNow()},          {"service", record.service},
+        {"remote", record.remote}, {"method", record.method},
+        {"target", record.target}, {"status", record.status},
+        {"bytes", record.bytes},   {"ms", static_cast<double>(record.elapsed.count()) / 1000.0},
     };
     // Targets are attacker-controlled; replacing invalid UTF-8 keeps the log parseable.
     const std::string text =

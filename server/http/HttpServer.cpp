@@ -1,6 +1,7 @@
 #include "HttpServer.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <vector>
 
@@ -44,20 +45,19 @@ bool acceptableTarget(std::string_view target, std::size_t maxBytes)
 {
     if (target.empty() || target.size() > maxBytes || target.front() != '/')
         return false;
-    if (std::any_of(target.begin(), target.end(), [](unsigned char c) {
-            return c <= 0x20 || c == 0x7f || c == '\\';
-        }))
+    if (std::any_of(target.begin(), target.end(),
+                    [](unsigned char c) { return c <= 0x20 || c == 0x7f || c == '\\'; }))
         return false;
     const auto query = target.find('?');
-    const std::string_view path = query == std::string_view::npos ? target : target.substr(0, query);
+    const std::string_view path =
+        query == std::string_view::npos ? target : target.substr(0, query);
     return !containsDotDotSegment(path);
 }
 
 class HttpServer::Session : public std::enable_shared_from_this<HttpServer::Session>
 {
 public:
-    Session(HttpServer &server, tcp::socket socket)
-        : server_(server), stream_(std::move(socket))
+    Session(HttpServer &server, tcp::socket socket) : server_(server), stream_(std::move(socket))
     {
         beast::error_code ec;
         const auto peer = stream_.socket().remote_endpoint(ec);
@@ -76,6 +76,8 @@ public:
             beast::error_code ignored;
             stream_.socket().cancel(ignored);
         }
+        if (streamWake_)
+            streamWake_->cancel();
     }
 
 private:
@@ -83,6 +85,11 @@ private:
                                    std::string_view target,
                                    std::chrono::steady_clock::time_point started);
     awaitable<void> drainAndClose();
+    awaitable<void> streamBody(StreamingResponse reply, std::string_view method,
+                               std::string_view target,
+                               std::chrono::steady_clock::time_point started);
+    awaitable<void> watchPeer(std::shared_ptr<Session> self);
+    void wakeStream();
     void log(std::string_view method, std::string_view target, const Response &response,
              std::chrono::steady_clock::time_point started);
 
@@ -92,6 +99,10 @@ private:
     std::string remote_ = "?";
     bool stopping_ = false;
     bool waitingForRequest_ = false;
+    // While streaming: the timer the stream waits on, and why it might be woken.
+    asio::steady_timer *streamWake_ = nullptr;
+    bool streamReady_ = false;
+    bool peerGone_ = false;
 };
 
 awaitable<void> HttpServer::Session::run()
@@ -105,7 +116,8 @@ awaitable<void> HttpServer::Session::run()
         beast::error_code ec;
         stream_.expires_after(limits.readTimeout);
         waitingForRequest_ = true;
-        co_await http::async_read_header(stream_, buffer_, parser, redirect_error(use_awaitable, ec));
+        co_await http::async_read_header(stream_, buffer_, parser,
+                                         redirect_error(use_awaitable, ec));
         waitingForRequest_ = false;
         const auto started = std::chrono::steady_clock::now();
 
@@ -127,8 +139,8 @@ awaitable<void> HttpServer::Session::run()
                           " bytes.";
             } else if (ec == http::error::header_limit || ec == http::error::buffer_overflow) {
                 status = http::status::request_header_fields_too_large;
-                message = "Request header is larger than " +
-                          std::to_string(limits.maxHeaderBytes) + " bytes.";
+                message = "Request header is larger than " + std::to_string(limits.maxHeaderBytes) +
+                          " bytes.";
             }
             Request stub{http::verb::unknown, "/", 11};
             co_await answerAndClose(server_.errors_(stub, status, message), "-", "-", started);
@@ -139,23 +151,28 @@ awaitable<void> HttpServer::Session::run()
         const std::string method(request.method_string());
         const std::string target(request.target());
 
-        Response response;
+        Reply reply;
         if (!acceptableTarget(target, limits.maxTargetBytes)) {
-            response = server_.errors_(request, http::status::bad_request,
-                                       "Request target is not an acceptable path.");
+            reply = server_.errors_(request, http::status::bad_request,
+                                    "Request target is not an acceptable path.");
         } else {
             try {
-                response = co_await asio::co_spawn(
+                reply = co_await asio::co_spawn(
                     server_.workers_,
-                    [&]() -> awaitable<Response> { co_return server_.handler_(request); },
+                    [&]() -> awaitable<Reply> { co_return server_.handler_.handle(request); },
                     use_awaitable);
             } catch (const std::exception &error) {
                 server_.log_.message(server_.service_,
                                      std::string("handler failed: ") + error.what());
-                response = server_.errors_(request, http::status::internal_server_error,
-                                           "Internal server error.");
+                reply = server_.errors_(request, http::status::internal_server_error,
+                                        "Internal server error.");
             }
         }
+        if (auto *streamed = std::get_if<StreamingResponse>(&reply)) {
+            co_await streamBody(std::move(*streamed), method, target, started);
+            break;
+        }
+        Response response = std::move(std::get<Response>(reply));
 
         const bool keepAlive = request.keep_alive() && response.keep_alive() && !stopping_ &&
                                served + 1 < limits.maxRequestsPerConnection &&
@@ -197,10 +214,97 @@ awaitable<void> HttpServer::Session::drainAndClose()
     std::size_t drained = 0;
     stream_.expires_after(std::chrono::seconds(1));
     while (!ec && drained < 16 * 1024 * 1024) {
-        drained += co_await stream_.async_read_some(asio::buffer(sink),
-                                                    redirect_error(use_awaitable, ec));
+        drained +=
+            co_await stream_.async_read_some(asio::buffer(sink), redirect_error(use_awaitable, ec));
     }
     stream_.socket().close(ec);
+}
+
+// The head goes out at once; the body follows as the stream yields it. The body ends with the
+// connection (no length, no chunking), which every SSE client expects.
+awaitable<void> HttpServer::Session::streamBody(StreamingResponse reply, std::string_view method,
+                                                std::string_view target,
+                                                std::chrono::steady_clock::time_point started)
+{
+    const std::shared_ptr<ResponseStream> body = std::move(reply.body);
+    // Events are small and each should leave at once, not wait for the previous one's ACK.
+    beast::error_code ignored;
+    stream_.socket().set_option(tcp::no_delay(true), ignored);
+    Response &head = reply.head;
+    head.keep_alive(false);
+    head.erase(http::field::content_length);
+    head.body().clear();
+    beast::error_code ec;
+    {
+        http::response_serializer<http::string_body> serializer{head};
+        stream_.expires_after(server_.limits_.writeTimeout);
+        co_await http::async_write_header(stream_, serializer, redirect_error(use_awaitable, ec));
+    }
+    log(method, target, head, started);
+    if (ec) {
+        body->close();
+        co_return;
+    }
+
+    asio::steady_timer wake{stream_.get_executor()};
+    streamWake_ = &wake;
+    body->start([weak = weak_from_this()] {
+        if (auto session = weak.lock())
+            asio::post(session->executor(), [session] { session->wakeStream(); });
+    });
+    asio::co_spawn(executor(), watchPeer(shared_from_this()), asio::detached);
+
+    auto lastWrite = std::chrono::steady_clock::now();
+    const auto send = [&](const std::string &bytes) -> awaitable<bool> {
+        stream_.expires_after(server_.limits_.writeTimeout);
+        co_await asio::async_write(stream_, asio::buffer(bytes), redirect_error(use_awaitable, ec));
+        lastWrite = std::chrono::steady_clock::now();
+        co_return !ec;
+    };
+    while (!stopping_ && !peerGone_) {
+        streamReady_ = false;
+        ResponseStream::Chunk chunk = body->next();
+        if (!chunk.data.empty() && !co_await send(chunk.data))
+            break;
+        if (chunk.last)
+            break;
+        if (streamReady_ || !chunk.data.empty())
+            continue;
+        const auto idleAt = lastWrite + body->idleTimeout();
+        if (std::chrono::steady_clock::now() >= idleAt) {
+            const std::string idle = body->idle();
+            if (idle.empty())
+                lastWrite = std::chrono::steady_clock::now();
+            else if (!co_await send(idle))
+                break;
+            continue;
+        }
+        wake.expires_at(idleAt);
+        co_await wake.async_wait(redirect_error(use_awaitable, ec));
+    }
+    streamWake_ = nullptr;
+    body->close();
+}
+
+void HttpServer::Session::wakeStream()
+{
+    streamReady_ = true;
+    if (streamWake_)
+        streamWake_->cancel();
+}
+
+// A streaming client sends nothing more; its reads end when it goes away, which a stream that
+// only writes now and then would otherwise notice late.
+awaitable<void> HttpServer::Session::watchPeer(std::shared_ptr<Session> self)
+{
+    std::array<char, 512> sink;
+    beast::error_code ec;
+    while (!ec)
+        co_await self->stream_.socket().async_read_some(asio::buffer(sink),
+                                                        redirect_error(use_awaitable, ec));
+    self->peerGone_ = true;
+    if (self->streamWake_)
+        self->streamWake_->cancel();
 }
 
 void HttpServer::Session::log(std::string_view method, std::string_view target,
@@ -220,12 +324,20 @@ void HttpServer::Session::log(std::string_view method, std::string_view target,
 }
 
 HttpServer::HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
-                       Handler handler, ErrorResponder errors, AccessLog &log,
+                       Handler handler, ErrorResponder errors, AccessLog &log, ServerLimits limits)
+    : HttpServer(io, workers, std::move(service),
+                 StreamingHandler{[handler = std::move(handler)](const Request &request) -> Reply {
+                     return handler(request);
+                 }},
+                 std::move(errors), log, limits)
+{}
+
+HttpServer::HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
+                       StreamingHandler handler, ErrorResponder errors, AccessLog &log,
                        ServerLimits limits)
     : io_(io), workers_(workers), service_(std::move(service)), handler_(std::move(handler)),
       errors_(std::move(errors)), log_(log), limits_(limits), acceptor_(asio::make_strand(io))
-{
-}
+{}
 
 HttpServer::~HttpServer() = default;
 

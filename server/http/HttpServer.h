@@ -10,6 +10,7 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <variant>
 
 namespace tailwise::net {
 
@@ -25,6 +26,45 @@ struct ServerLimits
     std::size_t maxConnections = 4096;
 };
 
+// A response body produced over time, such as server-sent events. The session writes the head,
+// then whatever next() yields, one write at a time, until a chunk is the last, the client goes
+// away or the server stops; the connection closes with the stream.
+class ResponseStream
+{
+public:
+    struct Chunk
+    {
+        std::string data; // empty: nothing to send right now
+        bool last = false;
+    };
+
+    virtual ~ResponseStream() = default;
+    // Called once on the session's strand, before the first next(). `ready` may be called from
+    // any thread whenever next() has something new; it only posts to the strand.
+    virtual void start(std::function<void()> ready) = 0;
+    virtual Chunk next() = 0;
+    // Sent after idleTimeout() without a write (a keep-alive); empty sends nothing.
+    virtual std::string idle() { return {}; }
+    virtual std::chrono::milliseconds idleTimeout() const { return std::chrono::hours(24); }
+    // The stream is over, for whatever reason; called once.
+    virtual void close() {}
+};
+
+struct StreamingResponse
+{
+    Response head; // status and headers; the body is the stream
+    std::shared_ptr<ResponseStream> body;
+};
+
+using Reply = std::variant<Response, StreamingResponse>;
+
+// A handler that may answer with a stream; a distinct type so the two constructors never
+// compete for a lambda.
+struct StreamingHandler
+{
+    std::function<Reply(const Request &)> handle;
+};
+
 // Asynchronous HTTP/1.1 server: one C++20 coroutine per connection, each on its own strand,
 // one request at a time per connection. The handler is a plain function from request to
 // response; it runs on the blocking-work pool so slow handlers (password hashing, disk)
@@ -38,6 +78,9 @@ public:
 
     HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
                Handler handler, ErrorResponder errors, AccessLog &log, ServerLimits limits = {});
+    HttpServer(asio::io_context &io, asio::thread_pool &workers, std::string service,
+               StreamingHandler handler, ErrorResponder errors, AccessLog &log,
+               ServerLimits limits = {});
     ~HttpServer();
     HttpServer(const HttpServer &) = delete;
     HttpServer &operator=(const HttpServer &) = delete;
@@ -60,7 +103,7 @@ private:
     asio::io_context &io_;
     asio::thread_pool &workers_;
     std::string service_;
-    Handler handler_;
+    StreamingHandler handler_;
     ErrorResponder errors_;
     AccessLog &log_;
     ServerLimits limits_;

@@ -41,8 +41,7 @@ Response Router::operator()(const Request &request) const
     }
     if (pathKnown)
         return errors_(request, http::status::method_not_allowed,
-                       "Method " + std::string(request.method_string()) +
-                           " is not allowed here.");
+                       "Method " + std::string(request.method_string()) + " is not allowed here.");
     return errors_(request, http::status::not_found,
                    "Unknown endpoint: " + std::string(path) + ".");
 }

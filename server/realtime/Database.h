@@ -1,0 +1,99 @@
+#pragma once
+
+#include "Journal.h"
+#include "Listeners.h"
+#include "PushId.h"
+#include "Tree.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <shared_mutex>
+#include <thread>
+
+namespace tailwise::realtime {
+
+struct DatabaseOptions
+{
+    std::filesystem::path dir;
+    // A snapshot is taken once the journal has grown this much, or after `snapshotInterval`
+    // when anything was written.
+    std::uint64_t snapshotBytes = 64 * 1024 * 1024;
+    std::chrono::milliseconds snapshotInterval{std::chrono::minutes(10)};
+    ListenerOptions listeners = {};
+    // Milliseconds since 1970, for server timestamps and push ids.
+    std::function<std::int64_t()> clock;
+};
+
+// A conditional write whose ETag no longer matches.
+struct EtagMismatch
+{
+    Json current; // rendered
+    std::string etag;
+};
+
+// The ETag of a location's value as clients read it.
+std::string etagOf(const Json &rendered);
+
+// The JSON tree with its durability and its listeners. Every write is applied in memory,
+// queued on the journal and acknowledged (the call returns) only once it is on disk; reads
+// likewise wait until what they saw is durable, so no answer ever shows a write a crash
+// could take back. Thread-safe.
+class Database
+{
+public:
+    explicit Database(DatabaseOptions options);
+    ~Database();
+    Database(const Database &) = delete;
+    Database &operator=(const Database &) = delete;
+
+    // The stored value at `path` (null when absent).
+    Json read(const Path &path);
+    // Replaces the location; returns the stored value written (server values resolved). With
+    // `ifMatch`, throws EtagMismatch when the current value's ETag differs.
+    Json set(const Path &path, const Json &input,
+             const std::optional<std::string> &ifMatch = std::nullopt);
+    // A multi-location update: each relative path is replaced whole. Returns the stored
+    // values written, keyed like the request. Throws Refusal for overlapping paths.
+    Json update(const Path &path, const Json &children);
+    // Writes under a new push id and returns the id.
+    std::string push(const Path &path, const Json &input);
+    // A stream on `path`: `connected`, the first `put`, then every change concerning it.
+    std::shared_ptr<Listener> listen(const Path &path);
+
+    // Writes a snapshot now and starts a new journal generation.
+    void snapshot();
+    std::size_t listeners() const { return registry_->size(); }
+    std::int64_t now() const { return options_.clock(); }
+
+private:
+    std::uint64_t commit(std::vector<std::pair<Path, Json>> writes, bool patch,
+                         const Path &patchAt);
+    void dispatch(std::uint64_t durableSeq);
+    void maintain();
+
+    DatabaseOptions options_;
+    std::shared_mutex mutex_;
+    Tree tree_;
+    std::uint64_t appliedSeq_ = 0;
+    std::uint64_t generation_ = 0;
+    PushIdGenerator pushIds_;
+    std::shared_ptr<ListenerRegistry> registry_ = std::make_shared<ListenerRegistry>();
+
+    std::mutex changesMutex_;
+    std::deque<Change> changes_; // applied, waiting to be durable before listeners hear of them
+
+    std::unique_ptr<Journal> journal_;
+
+    std::mutex maintenanceMutex_;
+    std::condition_variable maintenanceWake_;
+    bool stopping_ = false;
+    bool snapshotWanted_ = false;
+    std::thread maintenance_;
+};
+
+} // namespace tailwise::realtime

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "Tree.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace tailwise::realtime {
+
+// On disk, in the database's directory:
+//   snapshot.json          {"seq": S, "generation": G, "root": <tree>}: the state after write S;
+//                          journals from generation G on hold what came after it
+//   journal-<G>.log        records: u32 length, u32 CRC-32 of the payload (both little
+//                          endian), payload = JSON [seq, [[[key, ...], value], ...]]
+// A record is one acknowledged write (every location it set, in order).
+
+std::uint32_t crc32(std::string_view bytes);
+std::string encodeRecord(std::uint64_t seq, const std::vector<std::pair<Path, Json>> &writes);
+
+struct Recovered
+{
+    Json root;
+    std::uint64_t seq = 0;
+    std::uint64_t lastGeneration = 0; // the highest generation found, 0 when none
+    std::size_t replayed = 0;
+    bool tornTail = false;
+};
+
+// Loads the snapshot and replays the journals after it. A damaged last record of the last
+// journal is a write that was never acknowledged and is dropped; damage anywhere else throws.
+Recovered recover(const std::filesystem::path &dir);
+
+// Atomically replaces the snapshot (temporary file, fsync, rename, fsync of the directory),
+// then deletes the journals it makes redundant (generations below `generation`).
+void writeSnapshot(const std::filesystem::path &dir, const Json &root, std::uint64_t seq,
+                   std::uint64_t generation);
+
+// The append side: records are queued in memory by writers and made durable by one flusher
+// thread, which writes everything queued so far and fsyncs once for all of it (group commit).
+class Journal
+{
+public:
+    // Called on the flusher thread, in order, once records up to `seq` are durable.
+    using DurableCallback = std::function<void(std::uint64_t seq)>;
+
+    // `durableSeq`: the last write already on disk (recovered), so waits for it return.
+    Journal(std::filesystem::path dir, std::uint64_t generation, std::uint64_t durableSeq,
+            DurableCallback durable);
+    ~Journal(); // flushes what is queued
+    Journal(const Journal &) = delete;
+    Journal &operator=(const Journal &) = delete;
+
+    // Records must be appended in increasing seq order. Never blocks on the disk.
+    void append(std::uint64_t seq, std::string record);
+    // Blocks until the record `seq` is on disk; throws std::runtime_error when the disk failed.
+    void waitDurable(std::uint64_t seq);
+    // Makes everything queued durable, then starts journal-<generation>.log for what follows.
+    void rotate(std::uint64_t generation);
+    // Bytes appended to the current generation.
+    std::uint64_t size() const;
+
+private:
+    void flushLoop();
+    void open(std::uint64_t generation);
+
+    std::filesystem::path dir_;
+    DurableCallback durable_;
+    mutable std::mutex mutex_;
+    std::condition_variable work_;
+    std::condition_variable done_;
+    std::string queued_;
+    std::uint64_t queuedSeq_ = 0;
+    std::uint64_t durableSeq_ = 0;
+    std::uint64_t size_ = 0;
+    bool flushing_ = false;
+    bool stopping_ = false;
+    bool failed_ = false;
+    int fd_ = -1;
+    std::thread flusher_;
+};
+
+} // namespace tailwise::realtime

@@ -1,0 +1,170 @@
+// Child order and the query parameters of reads.
+
+#include "realtime/Query.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace tailwise::realtime;
+
+namespace {
+
+TEST(RealtimeOrder, KeysIntegersFirstThenStrings)
+{
+    // Each key sorts strictly before the next.
+    const std::vector<std::string> ordered = {
+        "-2147483648", "-10",        "-1", "0",  "00",         "7",
+        "07",          "007",        "9",  "10", "2147483647", "-2147483649",
+        "12345678901", "2147483648", "a",  "a0", "b",          "z",
+    };
+    for (std::size_t i = 0; i < ordered.size(); ++i) {
+        for (std::size_t j = 0; j < ordered.size(); ++j) {
+            const int expected = i < j ? -1 : i > j ? 1 : 0;
+            EXPECT_EQ(compareKeys(ordered[i], ordered[j]), expected)
+                << ordered[i] << " vs " << ordered[j];
+        }
+    }
+}
+
+TEST(RealtimeOrder, ValuesByTypeThenWithinType)
+{
+    const std::vector<Json> ordered = {nullptr, false, true, -5,  0,   0.5, 3,
+                                       1e10,    "",    "10", "9", "a", "b"};
+    for (std::size_t i = 0; i < ordered.size(); ++i)
+        for (std::size_t j = 0; j < ordered.size(); ++j)
+            EXPECT_EQ(compareValues(&ordered[i], &ordered[j]), i < j   ? -1
+                                                               : i > j ? 1
+                                                                       : 0)
+                << ordered[i] << " vs " << ordered[j];
+    const Json object = Json::object({{"k", 1}});
+    EXPECT_EQ(compareValues(nullptr, &ordered[0]), 0); // missing is null
+    EXPECT_EQ(compareValues(&ordered.back(), &object), -1);
+    EXPECT_EQ(compareValues(&object, &object), 0); // ties go to the key
+}
+
+// Dinosaurs, as the hosted service's documentation likes them.
+const Json dinosaurs = Json::parse(R"({
+    "lambeosaurus": {"height": 2.1, "length": 12.5, "weight": 5000, "order": "o"},
+    "stegosaurus":  {"height": 4,   "length": 9,    "weight": 2500, "order": "o"},
+    "bruhathkayosaurus": {"height": 25, "length": 44, "weight": 135000},
+    "linhenykus":   {"height": 0.6, "length": 1,    "weight": 0.45, "order": "o"},
+    "pterodactyl":  {"height": null, "length": "?", "weight": true},
+    "10": {"height": 1},
+    "9": {"height": 1}
+})");
+
+const Json scores = Json::parse(R"({"a": 3, "b": "x", "c": false, "d": 3, "e": {"n": 1},
+                                    "f": true, "g": -1})");
+
+struct QueryCase
+{
+    const char *query;
+    const Json *data;
+    std::vector<std::string> keys; // in order
+};
+
+std::set<std::string> keysOf(const Json &result)
+{
+    std::set<std::string> keys;
+    for (const auto &[key, value] : result.items())
+        keys.insert(key);
+    return keys;
+}
+
+TEST(RealtimeQuery, OrderFilterAndLimit)
+{
+    const std::vector<QueryCase> cases = {
+        {"orderBy=\"$key\"&limitToFirst=3", &dinosaurs, {"9", "10", "bruhathkayosaurus"}},
+        {"orderBy=\"$key\"&startAt=\"l\"&endAt=\"m\"", &dinosaurs, {"lambeosaurus", "linhenykus"}},
+        {"orderBy=\"$key\"&equalTo=\"10\"", &dinosaurs, {"10"}},
+        {"orderBy=\"height\"&limitToFirst=2", &dinosaurs, {"pterodactyl", "linhenykus"}},
+        {"orderBy=\"height\"&limitToLast=2", &dinosaurs, {"stegosaurus", "bruhathkayosaurus"}},
+        {"orderBy=\"height\"&equalTo=1", &dinosaurs, {"9", "10"}}, // tie broken by key
+        {"orderBy=\"height\"&startAt=3", &dinosaurs, {"stegosaurus", "bruhathkayosaurus"}},
+        {"orderBy=\"height\"&endAt=1", &dinosaurs, {"pterodactyl", "linhenykus", "9", "10"}},
+        {"orderBy=\"order\"&equalTo=null",
+         &dinosaurs,
+         {"9", "10", "bruhathkayosaurus", "pterodactyl"}},
+        {"orderBy=\"weight\"&startAt=true&endAt=true", &dinosaurs, {"pterodactyl"}},
+        {"orderBy=\"length\"&startAt=\"?\"", &dinosaurs, {"pterodactyl"}},
+        {"orderBy=\"$value\"", &scores, {"c", "f", "g", "a", "d", "b", "e"}},
+        {"orderBy=\"$value\"&startAt=3&endAt=\"x\"", &scores, {"a", "d", "b"}},
+        {"orderBy=\"$value\"&limitToLast=1", &scores, {"e"}},
+        {"orderBy=\"$value\"&startAt=\"y\"", &scores, {"e"}}, // objects after every string
+        {"orderBy=\"n\"&equalTo=1", &scores, {"e"}},
+        {"orderBy=\"height/x\"",
+         &dinosaurs,
+         {"9", "10", "bruhathkayosaurus", "lambeosaurus", "linhenykus", "pterodactyl",
+          "stegosaurus"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.query);
+        const Query query = parseQuery(queryParameters(std::string("/x.json?") + c.query));
+        const Json result = applyQuery(*c.data, query);
+        ASSERT_TRUE(result.is_object()) << result;
+        EXPECT_EQ(keysOf(result), std::set<std::string>(c.keys.begin(), c.keys.end()));
+        for (const auto &key : c.keys)
+            EXPECT_EQ(result[key], (*c.data)[key]);
+        // The answer is an object, so the order shows in what growing limits keep.
+        if (query.limitToFirst || query.limitToLast)
+            continue;
+        for (std::size_t n = 1; n <= c.keys.size(); ++n) {
+            Query first = query;
+            first.limitToFirst = n;
+            EXPECT_EQ(keysOf(applyQuery(*c.data, first)),
+                      std::set<std::string>(c.keys.begin(), c.keys.begin() + n))
+                << "limitToFirst=" << n;
+        }
+    }
+}
+
+TEST(RealtimeQuery, ShallowAndLeaves)
+{
+    Query shallow;
+    shallow.shallow = true;
+    EXPECT_EQ(applyQuery(scores, shallow),
+              Json::parse(R"({"a":true,"b":true,"c":true,"d":true,"e":true,"f":true,"g":true})"));
+    EXPECT_EQ(applyQuery(Json(5), shallow), 5);
+    EXPECT_EQ(applyQuery(Json(), shallow), nullptr);
+    Query ordered;
+    ordered.order = Query::Order::key;
+    EXPECT_EQ(applyQuery(Json(5), ordered), nullptr);
+}
+
+TEST(RealtimeQuery, BadParametersAreRefused)
+{
+    const std::vector<const char *> refused = {
+        "limitToFirst=2",                             // no orderBy
+        "startAt=1",                                  //
+        "orderBy=height",                             // not JSON
+        "orderBy=\"\"",                               //
+        "orderBy=\"a.b\"",                            // not a path
+        "orderBy=\"$key\"&startAt=1",                 // $key bounds are strings
+        "orderBy=\"a\"&limitToFirst=0",               //
+        "orderBy=\"a\"&limitToFirst=-1",              //
+        "orderBy=\"a\"&limitToFirst=2x",              //
+        "orderBy=\"a\"&limitToFirst=1&limitToLast=1", //
+        "orderBy=\"a\"&equalTo=1&startAt=0",          //
+        "orderBy=\"a\"&startAt={\"x\":1}",            // not a primitive
+        "orderBy=\"a\"&startAt=nope",                 //
+        "orderBy=\"$key\"&shallow=true",              //
+        "shallow=yes",                                //
+        "print=loud",                                 //
+        "orderBy=%22a%2",                             // broken escape
+    };
+    for (const char *query : refused) {
+        SCOPED_TRACE(query);
+        try {
+            parseQuery(queryParameters(std::string("/x.json?") + query));
+            ADD_FAILURE() << "accepted";
+        } catch (const Refusal &refusal) {
+            EXPECT_EQ(refusal.status(), tailwise::net::http::status::bad_request);
+            EXPECT_FALSE(std::string(refusal.what()).empty());
+        }
+    }
+    EXPECT_NO_THROW(parseQuery(queryParameters("/x.json?auth=t&print=pretty&shallow=true")));
+    EXPECT_EQ(parseQuery(queryParameters("/x.json?print=silent")).print, Print::silent);
+}
+
+} // namespace

@@ -1,0 +1,64 @@
+#pragma once
+
+// The realtime database served by a real stack on an ephemeral loopback port.
+
+#include "TestServer.h"
+
+namespace tailwise::test {
+
+struct RealtimeStackOptions
+{
+    std::chrono::milliseconds keepAlive = 30s;
+    std::size_t maxQueuedBytes = 16 * 1024 * 1024;
+    std::size_t maxBodyBytes = 10 * 1024 * 1024;
+};
+
+class RealtimeStack
+{
+public:
+    explicit RealtimeStack(RealtimeStackOptions options = {}) : options_(options) { start(); }
+    ~RealtimeStack() { stop(); }
+
+    void start()
+    {
+        StackConfig config;
+        config.dataDir = dir_.path();
+        config.backendPort = 0;
+        config.databasePort = 0;
+        config.threads = 2;
+        config.accessLog = log_.get();
+        config.database.listeners.keepAlive = options_.keepAlive;
+        config.database.listeners.maxQueuedBytes = options_.maxQueuedBytes;
+        config.databaseLimits.maxBodyBytes = options_.maxBodyBytes;
+        stack_ = std::make_unique<ServerStack>(std::move(config));
+        endpoint_ = *stack_->start().database;
+    }
+    void stop() { stack_.reset(); }
+
+    net::tcp::endpoint endpoint() const { return endpoint_; }
+    realtime::Database &database() { return *stack_->database(); }
+
+    HttpReply call(net::http::verb method, std::string_view target, std::string body = {},
+                   const Headers &headers = {})
+    {
+        net::Request request{method, target, 11};
+        for (const auto &[name, value] : headers)
+            request.set(name, value);
+        request.body() = std::move(body);
+        return HttpClient(endpoint_).send(std::move(request));
+    }
+
+private:
+    struct Closer
+    {
+        void operator()(std::FILE *file) const { std::fclose(file); }
+    };
+
+    RealtimeStackOptions options_;
+    TempDir dir_{"tailwise-realtime"};
+    std::unique_ptr<std::FILE, Closer> log_{std::fopen("/dev/null", "w")};
+    std::unique_ptr<ServerStack> stack_;
+    net::tcp::endpoint endpoint_;
+};
+
+} // namespace tailwise::test
