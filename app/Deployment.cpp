@@ -38,3 +38,30 @@ QString Deployment::homeDirectory()
         return configured;
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
 }
+
+QUrl Deployment::uploadUrl()
+{
+    return serviceUrl("TAILWISE_UPLOADS", backendUrl().toString());
+}
+
+QUrl Deployment::webUrl()
+{
+    return serviceUrl("TAILWISE_WEB", backendUrl().toString());
+}
+
+QString Deployment::storageBucket()
+{
+    const QString configured = qEnvironmentVariable("TAILWISE_STORAGE");
+    return configured.isEmpty() ? QStringLiteral("gs://tailwise-local") : configured;
+}
+
+QString Deployment::appStoreId()
+{
+    const QString configured = qEnvironmentVariable("TAILWISE_APPSTORE_ID");
+    return configured.isEmpty() ? QStringLiteral("0000000000") : configured;
+}
+
+QString Deployment::backgroundSessionIdentifier()
+{
+    return QStringLiteral("app.tailwise.Tailwise.background");
+}

@@ -17,6 +17,16 @@ public:
     static QUrl pushUrl();
     // TAILWISE_HOME, default the platform's app-data location: settings and queues live here.
     static QString homeDirectory();
+    // TAILWISE_UPLOADS, default the backend, which serves the uploaded pictures itself.
+    static QUrl uploadUrl();
+    // TAILWISE_WEB: the product web site (terms, privacy policy, help); default the backend.
+    static QUrl webUrl();
+    // TAILWISE_STORAGE: the file storage bucket, a gs:// address.
+    static QString storageBucket();
+    // TAILWISE_APPSTORE_ID: the app's identifier in the store.
+    static QString appStoreId();
+    // Reverse-domain identifier of the background transfers (the offline status report).
+    static QString backgroundSessionIdentifier();
 
 private:
     static QUrl serviceUrl(const char *variable, const QString &fallback);

@@ -1,6 +1,21 @@
+#include "Platform/UserDefaults.h"
+
 #include <QGuiApplication>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+// Run as a child by the crash test: rewrites the store with ever new large values until it
+// is killed.
+[[noreturn]] static void keepWritingStore(const QString &path)
+{
+    UserDefaults store(path);
+    for (qlonglong round = 1;; ++round) {
+        store.setString(QString(200'000, QChar(static_cast<char16_t>(u'a' + round % 26))),
+                        QStringLiteral("payload"));
+        store.setInteger(round, QStringLiteral("round"));
+    }
+}
 
 // The app's code needs a running Qt application object (event loop, fonts, QML engine), so
 // every app test runs inside one.
@@ -10,6 +25,11 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
+    if (const QString path = qEnvironmentVariable("TAILWISE_TEST_STORE_WRITER"); !path.isEmpty())
+        keepWritingStore(path);
+    // No test may touch the settings of an app installed on this machine.
+    QTemporaryDir home;
+    qputenv("TAILWISE_HOME", home.path().toUtf8());
     QGuiApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <QString>
+
+// Console diagnostics: one line on stderr, no levels, no log file.
+void print(const QString &line);
+
+// A programming error that must never happen at run time: prints the reason and stops.
+[[noreturn]] void fatalError(const QString &message);

@@ -1,0 +1,197 @@
+#include "TestSupport.h"
+
+#include "Constants.h"
+#include "LoginDefaults.h"
+#include "NotificationAlert/DeviceToken.h"
+#include "Platform/SignInKits.h"
+#include "Platform/UserDefaults.h"
+#include "UserPreferences.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTest>
+
+namespace {
+
+using UserDefaultsStore = FreshSettings;
+
+TEST_F(UserDefaultsStore, KeepsValuesAndTheirTypesAcrossARecreatedStore)
+{
+    {
+        UserDefaults store(settingsFile());
+        store.setString(QStringLiteral("12"), QStringLiteral("text"));
+        store.setString(QString(), QStringLiteral("empty"));
+        store.setInteger(7, QStringLiteral("number"));
+        store.setInteger(-9'000'000'000LL, QStringLiteral("large"));
+        store.setBool(false, QStringLiteral("flag"));
+        store.setString(QStringLiteral("gone"), QStringLiteral("removed"));
+        store.removeObject(QStringLiteral("removed"));
+    }
+    const UserDefaults reopened(settingsFile());
+    const QVariantMap values = reopened.dictionaryRepresentation();
+    ASSERT_EQ(values.keys(), (QStringList{"empty", "flag", "large", "number", "text"}));
+    EXPECT_EQ(values["text"].typeId(), QMetaType::QString);
+    EXPECT_EQ(values["text"], "12");
+    EXPECT_EQ(values["empty"].typeId(), QMetaType::QString);
+    EXPECT_EQ(values["number"].typeId(), QMetaType::LongLong);
+    EXPECT_EQ(values["number"], 7);
+    EXPECT_EQ(values["large"], -9'000'000'000LL);
+    EXPECT_EQ(values["flag"].typeId(), QMetaType::Bool);
+    EXPECT_FALSE(reopened.object(QStringLiteral("removed")).has_value());
+    // Nothing but the store itself is left in the directory.
+    EXPECT_EQ(QDir(home_.path()).entryList(QDir::Files | QDir::Hidden),
+              QStringList{"UserDefaults.json"});
+}
+
+TEST_F(UserDefaultsStore, ExistsAlwaysAsksTheStandardStore)
+{
+    UserDefaults::standard().setString(QString(), QStringLiteral("emptyText"));
+    UserDefaults::standard().setBool(false, QStringLiteral("falseFlag"));
+    UserDefaults other(home_.filePath(QStringLiteral("other.json")));
+    other.setString(QStringLiteral("x"), QStringLiteral("onlyInOther"));
+
+    const UserDefaults *const stores[] = {&UserDefaults::standard(), &other};
+    for (const UserDefaults *store : stores) {
+        EXPECT_TRUE(store->exists(QStringLiteral("emptyText")));
+        EXPECT_TRUE(store->exists(QStringLiteral("falseFlag")));
+        EXPECT_FALSE(store->exists(QStringLiteral("onlyInOther")));
+    }
+}
+
+TEST_F(UserDefaultsStore, StartsEmptyOverADamagedFileAndReplacesIt)
+{
+    QFile damaged(settingsFile());
+    ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
+    damaged.write(R"({"userId": "4", "userTo)");
+    damaged.close();
+    UserDefaults::resetStandardUserDefaults();
+
+    EXPECT_TRUE(UserDefaults::standard().dictionaryRepresentation().isEmpty());
+    UserDefaults::standard().setString(QStringLiteral("5"), QStringLiteral("userId"));
+    EXPECT_EQ(storedSettings(), (QVariantMap{{"userId", "5"}}));
+}
+
+TEST_F(UserDefaultsStore, AWriterKilledMidWriteLeavesACompleteStore)
+{
+    const QString path = settingsFile();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        QProcess writer;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("TAILWISE_TEST_STORE_WRITER"), path);
+        writer.setProcessEnvironment(environment);
+        writer.start(QCoreApplication::applicationFilePath(), {});
+        ASSERT_TRUE(writer.waitForStarted(5000));
+        ASSERT_TRUE(waitUntil([&] { return QFile::exists(path); }));
+        QTest::qWait(100 + 70 * attempt);
+        writer.kill();
+        ASSERT_TRUE(writer.waitForFinished(5000));
+
+        const UserDefaults survivor(path);
+        const QString payload = survivor.string(QStringLiteral("payload")).value_or(QString());
+        ASSERT_EQ(payload.size(), 200'000) << "attempt " << attempt;
+        EXPECT_EQ(payload.count(payload.front()), payload.size());
+    }
+}
+
+using LoginDefaultsStore = FreshSettings;
+
+TEST_F(LoginDefaultsStore, StoresEachPropertyUnderItsKey)
+{
+    LoginDefaults defaults;
+    defaults.setUserId(QStringLiteral("4"));
+    defaults.setUserToken(QStringLiteral("t"));
+    defaults.setUserName(QStringLiteral("Anna"));
+    defaults.setSwitchState(QStringLiteral("on"));
+    defaults.setLedColour(3);
+    defaults.setReason(2);
+    EXPECT_EQ(storedSettings(), (QVariantMap{{"userId", "4"},
+                                             {"userToken", "t"},
+                                             {"userName", "Anna"},
+                                             {"switchState", "on"},
+                                             {"LedColour", 3},
+                                             {"SelectedReason", 2}}));
+    // A second instance reads the same store.
+    EXPECT_EQ(LoginDefaults().userName(), "Anna");
+    EXPECT_EQ(LoginDefaults().ledColour(), 3);
+
+    defaults.setLedColour(std::nullopt);
+    defaults.setUserName(std::nullopt);
+    EXPECT_FALSE(storedSettings().contains("LedColour"));
+    EXPECT_FALSE(storedSettings().contains("userName"));
+    EXPECT_EQ(defaults.ledColour(), 0);
+    EXPECT_EQ(defaults.userName(), std::nullopt);
+}
+
+TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus)
+{
+    LoginDefaults defaults;
+    defaults.setUserId(QStringLiteral("4"));
+    defaults.setUserToken(QStringLiteral("t"));
+    defaults.setUserName(QStringLiteral("Anna"));
+    defaults.setLedColour(1);
+    defaults.setReason(5);
+    defaults.setSwitchState(QStringLiteral("on"));
+    UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
+    UserDefaults::standard().setString(QStringLiteral("en"), Constants::userDefaults::languagecode);
+    GIDSignIn::sharedInstance().setCurrentUser(QStringLiteral("anna@example.com"));
+    AccessToken::setCurrent(QStringLiteral("fb-token"));
+
+    defaults.logOut();
+
+    EXPECT_EQ(storedSettings(),
+              (QVariantMap{
+                  {"switchState", "on"}, {"RegisterStatus", "Success"}, {"languageCode", "en"}}));
+    EXPECT_EQ(GIDSignIn::sharedInstance().currentUser(), std::nullopt);
+    EXPECT_EQ(AccessToken::current(), std::nullopt);
+
+    defaults.swtichOff();
+    EXPECT_EQ(storedSettings(),
+              (QVariantMap{{"RegisterStatus", "Success"}, {"languageCode", "en"}}));
+}
+
+TEST_F(LoginDefaultsStore, UserPreferencesStartFalseAndZeroAndKeepTheirTypes)
+{
+    UserPreferences &preferences = UserPreferences::shared();
+    EXPECT_EQ(preferences.feedsBadgeCount(), 0);
+    EXPECT_FALSE(preferences.taskTutorialShown());
+    EXPECT_FALSE(preferences.eventTutorialShown());
+    EXPECT_FALSE(preferences.eventImageTutorialShown());
+    EXPECT_FALSE(preferences.showCalenderImage());
+
+    preferences.setFeedsBadgeCount(4);
+    preferences.setTaskTutorialShown(true);
+    preferences.setEventTutorialShown(false);
+    preferences.setEventImageTutorialShown(true);
+    preferences.setShowCalenderImage(true);
+    EXPECT_EQ(storedSettings(), (QVariantMap{{"feedBadgeCount", 4},
+                                             {"showTaskTutorial", true},
+                                             {"showEventTutorial", false},
+                                             {"shownEventImageTutorial", true},
+                                             {"showCalenderImage", true}}));
+}
+
+TEST_F(LoginDefaultsStore, DeviceTokenGoesToTheSignedInUsersRecordOnceWired)
+{
+    DeviceToken &token = DeviceToken::shared();
+    EXPECT_EQ(token.deviceToken(), QString());
+    QList<std::pair<QString, QString>> writes;
+    token.setDatabaseWriter([&](const QString &userId, const QString &value) {
+        writes.append({userId, value});
+    });
+
+    token.updateDeviceToken(); // no session: nothing to write into
+    LoginDefaults().setUserId(QStringLiteral("4"));
+    token.updateDeviceToken();
+    token.setDeviceToken(QStringLiteral("player-1"));
+    token.updateDeviceToken();
+    token.setDatabaseWriter(nullptr);
+    token.updateDeviceToken(); // not wired: logged, nothing written
+    token.setDeviceToken(QString());
+
+    EXPECT_EQ(writes, (QList<std::pair<QString, QString>>{{"4", ""}, {"4", "player-1"}}));
+}
+
+} // namespace

@@ -1,0 +1,155 @@
+#include "TestSupport.h"
+
+#include "Platform/UserDefaults.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QTest>
+
+ScopedEnvironment::ScopedEnvironment(const char *name, const QByteArray &value)
+    : name_(name), had_(qEnvironmentVariableIsSet(name)), old_(qgetenv(name))
+{
+    qputenv(name, value);
+}
+
+ScopedEnvironment::~ScopedEnvironment()
+{
+    if (had_)
+        qputenv(name_, old_);
+    else
+        qunsetenv(name_);
+}
+
+void FreshSettings::SetUp()
+{
+    ASSERT_TRUE(home_.isValid());
+    homeVariable_ = std::make_unique<ScopedEnvironment>("TAILWISE_HOME", home_.path().toUtf8());
+    UserDefaults::resetStandardUserDefaults();
+}
+
+void FreshSettings::TearDown()
+{
+    homeVariable_.reset();
+    UserDefaults::resetStandardUserDefaults();
+}
+
+QString FreshSettings::settingsFile() const
+{
+    return home_.filePath(QStringLiteral("UserDefaults.json"));
+}
+
+QVariantMap FreshSettings::storedSettings() const
+{
+    QFile file(settingsFile());
+    if (!file.exists())
+        return {};
+    if (!file.open(QIODevice::ReadOnly))
+        return {{QStringLiteral("<error>"), file.errorString()}};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    if (!document.isObject())
+        return {{QStringLiteral("<error>"), QStringLiteral("not a JSON object")}};
+    return document.object().toVariantMap();
+}
+
+bool waitUntil(const std::function<bool()> &done, int timeoutMs)
+{
+    return QTest::qWaitFor(done, timeoutMs);
+}
+
+RecordingServer::RecordingServer()
+{
+    server_.listen(QHostAddress::LocalHost, 0);
+    connect(&server_, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = server_.nextPendingConnection())
+            serve(socket);
+    });
+}
+
+QByteArray RecordingServer::url() const
+{
+    return "http://127.0.0.1:" + QByteArray::number(server_.serverPort());
+}
+
+bool RecordingServer::waitForRequests(int count, int timeoutMs)
+{
+    return waitUntil([&] { return requests_.size() >= count; }, timeoutMs);
+}
+
+void RecordingServer::serve(QTcpSocket *socket)
+{
+    connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    auto buffer = std::make_shared<QByteArray>();
+    connect(socket, &QTcpSocket::readyRead, socket, [this, socket, buffer] {
+        *buffer += socket->readAll();
+        const qsizetype headerEnd = buffer->indexOf("\r\n\r\n");
+        if (headerEnd < 0)
+            return;
+        RecordedRequest request;
+        const QList<QByteArray> lines = buffer->left(headerEnd).split('\n');
+        const QList<QByteArray> requestLine = lines.first().trimmed().split(' ');
+        request.method = requestLine.value(0);
+        request.target = requestLine.value(1);
+        for (qsizetype i = 1; i < lines.size(); ++i) {
+            const qsizetype colon = lines[i].indexOf(':');
+            if (colon > 0)
+                request.headers.insert(lines[i].left(colon).trimmed().toLower(),
+                                       lines[i].mid(colon + 1).trimmed());
+        }
+        const qsizetype length = request.headers.value("content-length", "0").toLongLong();
+        if (buffer->size() < headerEnd + 4 + length)
+            return;
+        request.raw = buffer->left(headerEnd + 4 + length);
+        request.body = buffer->mid(headerEnd + 4, length);
+        buffer->clear();
+        requests_.append(request);
+        if (reply_.hangUp) {
+            socket->disconnectFromHost();
+            return;
+        }
+        socket->write("HTTP/1.1 " + QByteArray::number(reply_.status) +
+                      " Canned\r\nContent-Type: " + reply_.contentType +
+                      "\r\nContent-Length: " + QByteArray::number(reply_.body.size()) +
+                      "\r\nConnection: close\r\n\r\n" + reply_.body);
+        socket->disconnectFromHost();
+    });
+}
+
+TailwiseServer::TailwiseServer()
+{
+    process_.setProgram(QStringLiteral(TAILWISE_SERVER_BINARY));
+    process_.setArguments({QStringLiteral("--data-dir"), dataDir_.path(),
+                           QStringLiteral("--backend-port"), QStringLiteral("0"),
+                           QStringLiteral("--database-port"), QStringLiteral("0"),
+                           QStringLiteral("--push-port"), QStringLiteral("0")});
+    process_.setProcessChannelMode(QProcess::SeparateChannels);
+    process_.start();
+    if (!process_.waitForStarted(5000)) {
+        log_ = process_.errorString();
+        return;
+    }
+    const QByteArray marker = "backend listening on ";
+    QByteArray output;
+    waitUntil(
+        [&] {
+            output += process_.readAllStandardOutput();
+            for (const QByteArray &line : output.split('\n'))
+                if (line.startsWith(marker) && output.contains(line + '\n'))
+                    backendUrl_ = line.mid(marker.size()).trimmed();
+            return !backendUrl_.isEmpty() || process_.state() == QProcess::NotRunning;
+        },
+        10000);
+    log_ = QString::fromUtf8(output + process_.readAllStandardError());
+}
+
+TailwiseServer::~TailwiseServer()
+{
+    if (process_.state() == QProcess::NotRunning)
+        return;
+    process_.terminate();
+    if (!process_.waitForFinished(5000)) {
+        process_.kill();
+        process_.waitForFinished(2000);
+    }
+}
