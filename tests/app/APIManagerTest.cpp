@@ -20,20 +20,9 @@ struct Outcome
     bool delivered() const { return successes + failures > 0; }
 };
 
-class APIManagerRequests : public FreshSettings
+class APIManagerRequests : public RecordingBackend
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.url());
-    }
-    void TearDown() override
-    {
-        backend_.reset();
-        FreshSettings::TearDown();
-    }
-
     std::shared_ptr<Outcome> call(ApiHTTPMethod method, const QString &endpoint,
                                   const std::optional<QVariantMap> &parameters)
     {
@@ -77,9 +66,6 @@ protected:
         const QByteArray prefix = "multipart/form-data; boundary=";
         return contentType.startsWith(prefix) ? contentType.mid(prefix.size()) : QByteArray();
     }
-
-    RecordingServer server_;
-    std::unique_ptr<ScopedEnvironment> backend_;
 };
 
 TEST_F(APIManagerRequests, SendsPrettyJsonToTheConcatenatedAddress)

@@ -27,25 +27,11 @@ struct AccountResult
     bool operator==(const AccountResult &) const = default;
 };
 
-struct DeletionResult
-{
-    int calls = 0;
-    bool success = false;
-    QString message;
-    bool operator==(const DeletionResult &) const = default;
-};
-
 std::ostream &operator<<(std::ostream &out, const AccountResult &r)
 {
     return out << "{calls " << r.calls << ", " << r.success << ", "
                << (r.message ? r.message->toStdString() : "none") << ", "
                << (r.isNew ? std::to_string(*r.isNew) : "none") << "}";
-}
-
-std::ostream &operator<<(std::ostream &out, const DeletionResult &r)
-{
-    return out << "{calls " << r.calls << ", " << r.success << ", " << r.message.toStdString()
-               << "}";
 }
 
 AccountCompletion into(const std::shared_ptr<AccountResult> &result)
@@ -55,15 +41,6 @@ AccountCompletion into(const std::shared_ptr<AccountResult> &result)
         result->success = success;
         result->message = std::move(message);
         result->isNew = isNew;
-    };
-}
-
-DeletionCompletion into(const std::shared_ptr<DeletionResult> &result)
-{
-    return [result](bool success, const QString &message) {
-        ++result->calls;
-        result->success = success;
-        result->message = message;
     };
 }
 
@@ -88,45 +65,9 @@ QVariantMap session()
     return values;
 }
 
-class AccountAnswers : public FreshSettings
+class AccountAnswers : public RecordingBackend
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.url());
-    }
-    void TearDown() override
-    {
-        backend_.reset();
-        FreshSettings::TearDown();
-    }
-    void answer(const QByteArray &body, int status = 200)
-    {
-        server_.setReply({status, "application/json", body});
-    }
-    // The parameters of the last request, decoded.
-    QVariantMap sentParameters() const
-    {
-        return QJsonDocument::fromJson(server_.requests().last().body).toVariant().toMap();
-    }
-    QByteArray sentTarget() const { return server_.requests().last().target; }
-
-    // Waits for the callback, or when none may come, for the request `sent` to have been
-    // answered and a wrong callback to have had every chance to arrive.
-    template <typename Result>
-    bool settle(const std::shared_ptr<Result> &result, bool expectCall, qsizetype sent)
-    {
-        if (expectCall)
-            return waitUntil([&] { return result->calls > 0; });
-        if (!waitUntil([&] { return server_.requests().size() > sent; }))
-            return false;
-        QTest::qWait(250);
-        return result->calls == 0;
-    }
-
-    RecordingServer server_;
-    std::unique_ptr<ScopedEnvironment> backend_;
     RecordingHooks hooks_;
 };
 
@@ -230,18 +171,18 @@ TEST_F(AccountAnswers, DeactivationLogoutAndPasswordChangeHaveTheirOwnFallbacks)
     struct Case
     {
         const char *body;
-        std::function<void(const std::shared_ptr<DeletionResult> &)> run;
+        std::function<void(const std::shared_ptr<MessageResult> &)> run;
         const char *target;
         QVariantMap parameters;
-        DeletionResult expected;
+        MessageResult expected;
     };
-    const auto deactivate = [](const std::shared_ptr<DeletionResult> &r) {
+    const auto deactivate = [](const std::shared_ptr<MessageResult> &r) {
         DeleteDataManager().deleteUserAccopunt("7", "Too many messages", "bye", into(r));
     };
-    const auto logout = [](const std::shared_ptr<DeletionResult> &r) {
+    const auto logout = [](const std::shared_ptr<MessageResult> &r) {
         DeleteDataManager().logoutUserAccopunt("7", into(r));
     };
-    const auto change = [](const std::shared_ptr<DeletionResult> &r) {
+    const auto change = [](const std::shared_ptr<MessageResult> &r) {
         ChangePasswordManager().changePassword("7", "old-pw", "new-pw", into(r));
     };
     const QVariantMap deactivateParameters{
@@ -282,7 +223,7 @@ TEST_F(AccountAnswers, DeactivationLogoutAndPasswordChangeHaveTheirOwnFallbacks)
     };
     for (const Case &c : cases) {
         answer(c.body);
-        const auto result = std::make_shared<DeletionResult>();
+        const auto result = std::make_shared<MessageResult>();
         c.run(result);
         ASSERT_TRUE(settle(result, true, 0)) << c.body << c.target;
         EXPECT_EQ(*result, c.expected) << c.body << c.target;
@@ -301,11 +242,11 @@ TEST_F(AccountAnswers, WithoutAnAnswerOnlyDeactivationAndLogoutStaySilent)
                                                into(registration));
     const auto forgot = std::make_shared<AccountResult>();
     forgorPasswordManager().forgot("a@b.de", into(forgot));
-    const auto change = std::make_shared<DeletionResult>();
+    const auto change = std::make_shared<MessageResult>();
     ChangePasswordManager().changePassword("7", "a", "b", into(change));
-    const auto deactivate = std::make_shared<DeletionResult>();
+    const auto deactivate = std::make_shared<MessageResult>();
     DeleteDataManager().deleteUserAccopunt("7", "r", "m", into(deactivate));
-    const auto logout = std::make_shared<DeletionResult>();
+    const auto logout = std::make_shared<MessageResult>();
     DeleteDataManager().logoutUserAccopunt("7", into(logout));
 
     ASSERT_TRUE(waitUntil(
@@ -315,7 +256,7 @@ TEST_F(AccountAnswers, WithoutAnAnswerOnlyDeactivationAndLogoutStaySilent)
     EXPECT_EQ(*login, failed);
     EXPECT_EQ(*registration, failed);
     EXPECT_EQ(*forgot, failed);
-    EXPECT_EQ(*change, (DeletionResult{1, false, "Temporary error occured!"}));
+    EXPECT_EQ(*change, (MessageResult{1, false, "Temporary error occured!"}));
     EXPECT_EQ(deactivate->calls, 0);
     EXPECT_EQ(logout->calls, 0);
 }
@@ -390,9 +331,9 @@ protected:
         return *result;
     }
     template <typename Operation>
-    DeletionResult deletion(Operation operation)
+    MessageResult deletion(Operation operation)
     {
-        const auto result = std::make_shared<DeletionResult>();
+        const auto result = std::make_shared<MessageResult>();
         operation(into(result));
         EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
         return *result;
@@ -454,11 +395,11 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     EXPECT_EQ(deletion([&](DeletionCompletion done) {
                   ChangePasswordManager().changePassword(userId, "wrong-pw", "second-pw", done);
               }),
-              (DeletionResult{1, false, "Old password is not correct."}));
+              (MessageResult{1, false, "Old password is not correct."}));
     EXPECT_EQ(deletion([&](DeletionCompletion done) {
                   ChangePasswordManager().changePassword(userId, "first-pw", "second-pw", done);
               }),
-              (DeletionResult{1, true, "Password changed successfully."}));
+              (MessageResult{1, true, "Password changed successfully."}));
     EXPECT_EQ(storedSettings(), expected);
 
     EXPECT_EQ(login(email, "first-pw"), (AccountResult{1, false, "Wrong password.", std::nullopt}));
@@ -469,7 +410,7 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     EXPECT_EQ(deletion([&](DeletionCompletion done) {
                   DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
               }),
-              (DeletionResult{1, true, "Logged out successfully."}));
+              (MessageResult{1, true, "Logged out successfully."}));
     // The sign-out screen ends the local session.
     LoginDefaults().logOut();
     expected.remove("userId");
@@ -479,13 +420,13 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     EXPECT_EQ(deletion([&](DeletionCompletion done) {
                   DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
               }),
-              (DeletionResult{1, false, "Sign-in required."}));
+              (MessageResult{1, false, "Sign-in required."}));
 
     EXPECT_EQ(login(email, "second-pw"), (AccountResult{1, true, std::nullopt, 1}));
     EXPECT_EQ(deletion([&](DeletionCompletion done) {
                   DeleteDataManager(hooks_).deleteUserAccopunt(userId, "Other", "bye", done);
               }),
-              (DeletionResult{1, true, "Your account has been deactivated."}));
+              (MessageResult{1, true, "Your account has been deactivated."}));
     DeleteDataManager(hooks_).deleteUserFromFirebase(userId);
     EXPECT_EQ(hooks_.deactivated, QStringList{userId});
     EXPECT_EQ(storedSettings(), expected);

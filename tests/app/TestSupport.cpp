@@ -153,3 +153,30 @@ TailwiseServer::~TailwiseServer()
         process_.waitForFinished(2000);
     }
 }
+
+std::ostream &operator<<(std::ostream &out, const MessageResult &result)
+{
+    return out << "{calls " << result.calls << ", " << result.success << ", "
+               << result.message.toStdString() << "}";
+}
+
+std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageResult> &result)
+{
+    return [result](bool success, const QString &message) {
+        ++result->calls;
+        result->success = success;
+        result->message = message;
+    };
+}
+
+void RecordingBackend::SetUp()
+{
+    FreshSettings::SetUp();
+    backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.url());
+}
+
+void RecordingBackend::TearDown()
+{
+    backend_.reset();
+    FreshSettings::TearDown();
+}

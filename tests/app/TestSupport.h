@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QList>
 #include <QMap>
 #include <QObject>
@@ -8,6 +9,7 @@
 #include <QString>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QVariantMap>
 
 #include <gtest/gtest.h>
@@ -53,6 +55,18 @@ protected:
     std::unique_ptr<ScopedEnvironment> homeVariable_;
 };
 
+// What a (success, message) completion reported, and how often it was called.
+struct MessageResult
+{
+    int calls = 0;
+    bool success = false;
+    QString message;
+    bool operator==(const MessageResult &) const = default;
+};
+std::ostream &operator<<(std::ostream &out, const MessageResult &result);
+// A completion that records into `result`.
+std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageResult> &result);
+
 // Runs the event loop until `done` holds or the time is up.
 bool waitUntil(const std::function<bool()> &done, int timeoutMs = 5000);
 
@@ -92,6 +106,41 @@ private:
     QTcpServer server_;
     CannedReply reply_;
     QList<RecordedRequest> requests_;
+};
+
+// A fresh settings store and the backend address pointing at a recording server.
+class RecordingBackend : public FreshSettings
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    // Every later request is answered with `body`.
+    void answer(const QByteArray &body, int status = 200)
+    {
+        server_.setReply({status, "application/json", body});
+    }
+    // The parameters of the last request, decoded.
+    QVariantMap sentParameters() const
+    {
+        return QJsonDocument::fromJson(server_.requests().last().body).toVariant().toMap();
+    }
+    QByteArray sentTarget() const { return server_.requests().last().target; }
+
+    // Waits for the callback, or when none may come, for the request `sent` to have been
+    // answered and a wrong callback to have had every chance to arrive.
+    template <typename Result>
+    bool settle(const std::shared_ptr<Result> &result, bool expectCall, qsizetype sent)
+    {
+        if (expectCall)
+            return waitUntil([&] { return result->calls > 0; });
+        if (!waitUntil([&] { return server_.requests().size() > sent; }))
+            return false;
+        QTest::qWait(250);
+        return result->calls == 0;
+    }
+
+    RecordingServer server_;
+    std::unique_ptr<ScopedEnvironment> backend_;
 };
 
 // The real tailwise-server on ephemeral loopback ports with a temporary data directory.

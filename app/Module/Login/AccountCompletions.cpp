@@ -2,16 +2,15 @@
 
 #include "Common/Extensions/Localizable.h"
 #include "Common/Extensions/StringExtension.h"
+#include "Platform/Print.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
 std::pair<bool, QString> validateAccountFields(const FormFields &fields, bool passwordsMustMatch)
 {
-    for (const auto &[name, text] : fields)
-        if (text.isEmpty())
-            return {false, languageSelectedStringForKey(name) +
-                               languageSelectedStringForKey(QStringLiteral(" is empty"))};
+    if (auto empty = emptyFieldMessage(fields))
+        return {false, *empty};
 
     std::optional<QString> password;
     std::optional<QString> confirmation;
@@ -26,6 +25,15 @@ std::pair<bool, QString> validateAccountFields(const FormFields &fields, bool pa
     if (passwordsMustMatch && password.value_or(QString()) != confirmation.value_or(QString()))
         return {false, languageSelectedStringForKey(QStringLiteral("Password does not match"))};
     return {true, QString()};
+}
+
+std::optional<QString> emptyFieldMessage(const FormFields &fields)
+{
+    for (const auto &[name, text] : fields)
+        if (text.isEmpty())
+            return languageSelectedStringForKey(name) +
+                   languageSelectedStringForKey(QStringLiteral(" is empty"));
+    return std::nullopt;
 }
 
 std::optional<QString> textField(const QVariantMap &answer, const QString &key)
@@ -45,4 +53,13 @@ QString describeAnswer(const QVariantMap &answer)
 {
     return QString::fromUtf8(
         QJsonDocument(QJsonObject::fromVariantMap(answer)).toJson(QJsonDocument::Compact));
+}
+
+void logProfileFailure(const QMap<QString, QString> &failure)
+{
+    QJsonObject dictionary;
+    for (auto entry = failure.constBegin(); entry != failure.constEnd(); ++entry)
+        dictionary.insert(entry.key(), entry.value());
+    print(QStringLiteral("profile failure : ") +
+          QString::fromUtf8(QJsonDocument(dictionary).toJson(QJsonDocument::Compact)));
 }

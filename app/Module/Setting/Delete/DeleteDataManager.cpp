@@ -3,7 +3,6 @@
 #include "Common/Network/API.h"
 #include "Common/Network/APIManager.h"
 #include "LoginDefaults.h"
-#include "Platform/Print.h"
 
 namespace {
 
@@ -20,9 +19,7 @@ void sendAccountAction(const QString &endpoint, const QVariantMap &parameters,
             else
                 completion(false, message.value_or(fallback));
         },
-        [](const QMap<QString, QString> &failure) {
-            print(QStringLiteral("profile failure : ") + failure.value(QStringLiteral("message")));
-        });
+        logProfileFailure);
 }
 
 } // namespace

@@ -1,0 +1,95 @@
+#include "Module/FindDog/FindDogDataManager.h"
+
+#include "Common/Network/API.h"
+#include "Common/Network/APIManager.h"
+#include "Common/Network/RealtimeReads.h"
+#include "LoginDefaults.h"
+
+namespace {
+
+// Every element of "data" as a user, or none when "data" is not an array of objects.
+std::optional<QList<User>> usersOf(const QVariantMap &answer)
+{
+    const auto data = answer.constFind(QStringLiteral("data"));
+    if (data == answer.constEnd() || data->typeId() != QMetaType::QVariantList)
+        return std::nullopt;
+    QList<User> users;
+    for (const QVariant &row : data->toList()) {
+        if (row.typeId() != QMetaType::QVariantMap)
+            return std::nullopt;
+        users.append(User(row.toMap()));
+    }
+    return users;
+}
+
+} // namespace
+
+FindDogDataManager::FindDogDataManager() : userData_(std::make_shared<QList<User>>()) {}
+
+void FindDogDataManager::fetchallUsers(const QString &userId, const QString &filter,
+                                       ResultCompletion completion)
+{
+    fetchList(API::findDogPartner, userId, filter, {QStringLiteral("User does not exist!"), {}},
+              std::move(completion));
+}
+
+void FindDogDataManager::getFavUsers(const QString &userId, const QString &filter,
+                                     ResultCompletion completion)
+{
+    fetchList(API::getFavUser, userId, filter,
+              {QStringLiteral("User does not exist"), QStringLiteral("Request failed!")},
+              std::move(completion));
+}
+
+void FindDogDataManager::fetchList(const QString &endpoint, const QString &userId,
+                                   const QString &filter, const ListTexts &texts,
+                                   ResultCompletion completion)
+{
+    auto rows = userData_;
+    APIManager().apiCall(
+        ApiHTTPMethod::POST, endpoint + QLatin1Char('/') + userId,
+        QVariantMap{{QStringLiteral("filter"), filter}},
+        [rows, texts, completion](const QVariantMap &answer) {
+            rows->clear();
+            if (auto users = usersOf(answer)) {
+                *rows = std::move(*users);
+                completion(true, QStringLiteral("%1 users").arg(rows->size()));
+                return;
+            }
+            if (answer.contains(QStringLiteral("data")) && !texts.unusableData.isEmpty())
+                completion(false, texts.unusableData);
+            else
+                completion(false,
+                           textField(answer, QStringLiteral("message")).value_or(texts.noData));
+        },
+        logProfileFailure);
+}
+
+void FindDogDataManager::createFavUser(const QString &userId, const QString &favouriteId,
+                                       const QString &favouriteStatus, ResultCompletion completion)
+{
+    APIManager().apiCall(
+        ApiHTTPMethod::POST, API::createFavUser,
+        QVariantMap{{QStringLiteral("user_id"), userId},
+                    {QStringLiteral("favouriteId"), favouriteId},
+                    {QStringLiteral("favourite_status"), favouriteStatus}},
+        [completion](const QVariantMap &answer) {
+            const auto message = textField(answer, QStringLiteral("message"));
+            if (isSuccessAnswer(answer))
+                completion(true, message.value_or(QString()));
+            else
+                completion(false, message.value_or(QStringLiteral("Data not found!")));
+        },
+        logProfileFailure);
+}
+
+void FindDogDataManager::isFaveUser(const QString &otherUserId,
+                                    std::function<void(bool)> completion)
+{
+    const QString signedIn = LoginDefaults().userId().value_or(QString());
+    RealtimeReads::standard().readFavouriteMark(
+        signedIn, otherUserId, [completion](const std::optional<QVariant> &mark) {
+            completion(mark && mark->typeId() == QMetaType::QString &&
+                       mark->toString() == QLatin1String("1"));
+        });
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Common/Models/User.h"
+#include "Module/Login/AccountCompletions.h"
+
+#include <QList>
+
+#include <functional>
+#include <memory>
+
+// Partner search and the favourites list. `userData` holds the rows of the latest list
+// answer in the backend's order; read it from the completion only, and start no second list
+// call before the first one's rows are read.
+class FindDogDataManager
+{
+public:
+    FindDogDataManager();
+
+    const QList<User> &userData() const { return *userData_; }
+
+    // `userId` is the signed-in user; it travels in the address, the filter in the body.
+    void fetchallUsers(const QString &userId, const QString &filter, ResultCompletion completion);
+    void getFavUsers(const QString &userId, const QString &filter, ResultCompletion completion);
+    // `favouriteStatus` is the new mark: "1" marks, "0" unmarks.
+    void createFavUser(const QString &userId, const QString &favouriteId,
+                       const QString &favouriteStatus, ResultCompletion completion);
+    // Whether the signed-in user has marked `otherUserId`, read once from the realtime
+    // database: true only for the text "1".
+    void isFaveUser(const QString &otherUserId, std::function<void(bool)> completion);
+
+private:
+    // The failure texts of a list answer without usable rows.
+    struct ListTexts
+    {
+        QString noData;       // no "data" and no "message"
+        QString unusableData; // "data" present but not an array of objects; empty: as noData
+    };
+    void fetchList(const QString &endpoint, const QString &userId, const QString &filter,
+                   const ListTexts &texts, ResultCompletion completion);
+
+    std::shared_ptr<QList<User>> userData_;
+};

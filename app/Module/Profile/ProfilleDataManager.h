@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Common/Models/User.h"
+#include "Module/Login/AccountCompletions.h"
+
+#include <QImage>
+#include <QVariantMap>
+
+#include <memory>
+#include <optional>
+
+// The signed-in user's profile screen: fetch, save with a new picture, and the online or
+// offline report. Calls the REST layer cannot complete are logged and answer nobody.
+// The last fetched profile outlives the manager's callbacks, so a screen may drop the
+// manager while a call is under way.
+class ProfilleDataManager
+{
+public:
+    ProfilleDataManager();
+
+    // The last profile fetched; empty at creation.
+    const std::optional<Profile> &profile() const { return *profile_; }
+
+    void fetchProfile(const QString &userId, ResultCompletion completion);
+    void saveProfile(const QVariantMap &parameters, const std::optional<QImage> &image,
+                     ResultCompletion completion);
+    // "Offline" goes out fire-and-forget and never calls back.
+    void updateOnlineOfflineStatus(const QString &userId, const QString &status,
+                                   ResultCompletion completion);
+
+private:
+    std::shared_ptr<std::optional<Profile>> profile_;
+};

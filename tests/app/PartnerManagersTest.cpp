@@ -1,0 +1,474 @@
+#include "TestSupport.h"
+
+#include "Common/Network/API.h"
+#include "Common/Network/RealtimeReads.h"
+#include "Constants.h"
+#include "LoginDefaults.h"
+#include "Module/FindDog/FindDogDataManager.h"
+#include "Module/Login/LoginDataManager.h"
+#include "Module/Profile/ProfileAnswer.h"
+#include "Module/Profile/ProfilleDataManager.h"
+#include "Module/Register/ProfileRegister/RegisterProfileDataManager.h"
+#include "Module/Register/RegisterationDataManager.h"
+#include "Module/Setting/Delete/DeleteDataManager.h"
+#include "Platform/UserDefaults.h"
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QPainter>
+
+namespace {
+
+std::shared_ptr<MessageResult> newResult()
+{
+    return std::make_shared<MessageResult>();
+}
+
+// A picture with enough structure that a re-encoding or a scaled copy would differ.
+QImage testPicture()
+{
+    QImage image(64, 48, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.fillRect(4, 4, 30, 20, QColor(200, 40, 40));
+    painter.fillRect(30, 20, 30, 24, QColor(20, 90, 220, 128));
+    return image;
+}
+
+class ProfileAnswers : public RecordingBackend
+{};
+
+TEST_F(ProfileAnswers, FetchesStoreTheFirstProfileAndReportEachUnusableAnswer)
+{
+    struct Case
+    {
+        const char *answer;
+        MessageResult fetchProfile;
+        MessageResult fetchUserProfile;
+    };
+    const Case cases[] = {
+        {R"({"data": [{"Name": "A", "id": "1", "user_id": "9"}, {"Name": "B"}]})",
+         {1, true, profileFetchedMessage},
+         {1, true, profileFetchedMessage}},
+        {R"({"message": "gone"})", {1, false, "gone"}, {1, false, "Request failed!"}},
+        {R"({})", {1, false, "User does not exist!"}, {1, false, "Request failed!"}},
+        {R"({"data": []})", {1, false, "Request failed!"}, {1, false, "Request failed!"}},
+        {R"({"data": ["x"], "message": "m"})",
+         {1, false, "Request failed!"},
+         {1, false, "Request failed!"}},
+        {R"({"data": {"Name": "A"}})",
+         {1, false, "Request failed!"},
+         {1, false, "Request failed!"}},
+    };
+    for (const Case &c : cases) {
+        answer(c.answer);
+        ProfilleDataManager profile;
+        RegisterProfileDataManager registration;
+        const auto fetched = newResult();
+        const auto fetchedForRegistration = newResult();
+        profile.fetchProfile(QStringLiteral("7"), into(fetched));
+        registration.fetchUserProfile(QStringLiteral("7"), into(fetchedForRegistration));
+        ASSERT_TRUE(waitUntil([&] { return fetched->calls && fetchedForRegistration->calls; }))
+            << c.answer;
+        EXPECT_EQ(*fetched, c.fetchProfile) << c.answer;
+        EXPECT_EQ(*fetchedForRegistration, c.fetchUserProfile) << c.answer;
+        EXPECT_EQ(profile.profile().has_value(), c.fetchProfile.success) << c.answer;
+        EXPECT_EQ(registration.profile().has_value(), c.fetchUserProfile.success) << c.answer;
+        if (profile.profile()) {
+            EXPECT_EQ(profile.profile()->fullname, "A");
+            EXPECT_EQ(profile.profile()->id, "9");
+            EXPECT_EQ(registration.profile()->id, "9");
+        }
+    }
+    EXPECT_EQ(sentTarget(), "/app/backend/app/users/get_profile");
+    EXPECT_EQ(sentParameters(), (QVariantMap{{"user_id", "7"}}));
+}
+
+TEST_F(ProfileAnswers, AStatusReportReplacesTheProfileButOfflineNeverAnswers)
+{
+    ProfilleDataManager manager;
+    answer(R"({"data": [{"Name": "Before", "user_id": "3"}]})");
+    const auto first = newResult();
+    manager.fetchProfile(QStringLiteral("3"), into(first));
+    ASSERT_TRUE(waitUntil([&] { return first->calls > 0; }));
+
+    answer(R"({"status": "1", "data": [{"Name": "Online now", "user_id": "3"}]})");
+    const auto online = newResult();
+    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("Online"), into(online));
+    ASSERT_TRUE(waitUntil([&] { return online->calls > 0; }));
+    EXPECT_TRUE(online->success);
+    EXPECT_EQ(sentParameters(), (QVariantMap{{"user_id", "3"}, {"status", "Online"}}));
+    ASSERT_TRUE(manager.profile());
+    EXPECT_EQ(manager.profile()->fullname, "Online now");
+
+    answer(R"({"status": "1"})");
+    const auto away = newResult();
+    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("away"), into(away));
+    ASSERT_TRUE(waitUntil([&] { return away->calls > 0; }));
+    EXPECT_EQ(*away, (MessageResult{1, false, "Request failed!"}));
+    EXPECT_EQ(manager.profile()->fullname, "Online now") << "a failed report keeps the profile";
+
+    const qsizetype sent = server_.requests().size();
+    const auto offline = newResult();
+    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("Offline"),
+                                      into(offline));
+    EXPECT_TRUE(settle(offline, false, sent));
+    EXPECT_EQ(server_.requests().size(), sent + 1);
+}
+
+TEST_F(ProfileAnswers, WithoutAnAnswerFetchesAndReportsStaySilentButSavesFail)
+{
+    server_.setReply({200, "application/json", "", true});
+    ProfilleDataManager manager;
+    const auto fetched = newResult();
+    manager.fetchProfile(QStringLiteral("3"), into(fetched));
+    EXPECT_TRUE(settle(fetched, false, 0));
+    const auto reported = newResult();
+    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("Online"),
+                                      into(reported));
+    EXPECT_TRUE(settle(reported, false, 1));
+
+    const auto saved = newResult();
+    manager.saveProfile({{"user_id", "3"}}, std::nullopt, into(saved));
+    ASSERT_TRUE(waitUntil([&] { return saved->calls > 0; }));
+    EXPECT_EQ(*saved, (MessageResult{1, false, "Upload failed"}));
+}
+
+TEST_F(ProfileAnswers, SavesSendTheFormWithAnOptionalPngAndJudgeTheStatus)
+{
+    const QImage picture = testPicture();
+    const QVariantMap form{{"user_id", "3"}, {"Name", "Anna"}};
+    const auto png = profilePictureData(picture);
+    ASSERT_TRUE(png);
+
+    answer(R"({"status": "1", "message": "whatever"})");
+    const auto withPicture = newResult();
+    ProfilleDataManager().saveProfile(form, picture, into(withPicture));
+    ASSERT_TRUE(waitUntil([&] { return withPicture->calls > 0; }));
+    EXPECT_EQ(*withPicture, (MessageResult{1, true, "Saved successfully!"}));
+    const RecordedRequest &update = server_.requests().last();
+    EXPECT_EQ(update.target, "/app/backend/app/users/update");
+    EXPECT_TRUE(
+        update.body.contains("Content-Disposition: form-data; name=\"profilePic\"; "
+                             "filename=\"Postimage.png\"\r\nContent-Type: image/png\r\n\r\n" +
+                             *png + "\r\n--"));
+    QImage decoded;
+    ASSERT_TRUE(decoded.loadFromData(*png, "PNG"));
+    EXPECT_EQ(decoded.size(), picture.size()) << "sent at full size";
+    EXPECT_EQ(decoded.convertToFormat(QImage::Format_ARGB32), picture);
+
+    answer(R"({"status": "0", "message": "too big"})");
+    const auto refused = newResult();
+    RegisterProfileDataManager().setUserProfile(form, std::nullopt, into(refused));
+    ASSERT_TRUE(waitUntil([&] { return refused->calls > 0; }));
+    EXPECT_EQ(*refused, (MessageResult{1, false, "Upload failed"}));
+    const RecordedRequest &registration = server_.requests().last();
+    EXPECT_EQ(registration.target, "/app/backend/app/users/userprofile");
+    EXPECT_FALSE(registration.body.contains("filename="));
+    EXPECT_TRUE(registration.body.contains("name=\"Name\"\r\n\r\nAnna\r\n"));
+
+    // A picture that cannot be encoded is left out rather than failing the save.
+    answer(R"({"status": "1"})");
+    const auto unencodable = newResult();
+    ProfilleDataManager().saveProfile(form, QImage(), into(unencodable));
+    ASSERT_TRUE(waitUntil([&] { return unencodable->calls > 0; }));
+    EXPECT_TRUE(unencodable->success);
+    EXPECT_FALSE(server_.requests().last().body.contains("filename="));
+}
+
+using ProfileForm = FreshSettings;
+
+TEST_F(ProfileForm, ReportsTheFirstEmptyFieldInFormOrder)
+{
+    UserDefaults::standard().setString(QStringLiteral("de"), Constants::userDefaults::languagecode);
+    const RegisterProfileDataManager manager;
+    EXPECT_EQ(manager.isUserDataValid({{"Name", "Anna"}, {"Age", "31"}}),
+              (std::pair<bool, QString>{true, QString()}));
+    // Only emptiness counts here: no address check, whatever the field.
+    EXPECT_TRUE(manager.isUserDataValid({{"Email", "not an address"}}).first);
+    EXPECT_EQ(manager.isUserDataValid({{"Name", "Anna"}, {"Age", ""}, {"About", ""}}),
+              (std::pair<bool, QString>{false, "Age ist leer"}));
+}
+
+class PartnerAnswers : public RecordingBackend
+{
+protected:
+    MessageResult list(bool favourites, const QString &filter)
+    {
+        const auto result = newResult();
+        if (favourites)
+            manager_.getFavUsers(QStringLiteral("42"), filter, into(result));
+        else
+            manager_.fetchallUsers(QStringLiteral("42"), filter, into(result));
+        EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }));
+        return *result;
+    }
+    QStringList names() const
+    {
+        QStringList names;
+        for (const User &user : manager_.userData())
+            names.append(user.Name);
+        return names;
+    }
+
+    FindDogDataManager manager_;
+};
+
+TEST_F(PartnerAnswers, ListsReplaceTheRowsInTheBackendsOrder)
+{
+    answer(R"({"status": "1", "data": [{"Name": "Zed", "distance": "9.0"}, {"Name": "Amy"}]})");
+    EXPECT_TRUE(list(false, "male").success);
+    EXPECT_EQ(sentTarget(), "/app/backend/app/users/all_users/42");
+    EXPECT_EQ(sentParameters(), (QVariantMap{{"filter", "male"}}));
+    EXPECT_EQ(names(), (QStringList{"Zed", "Amy"}));
+    EXPECT_EQ(manager_.userData()[0].distance, "9.0");
+
+    answer(R"({"status": "1", "data": [{"Name": "Bo"}]})");
+    EXPECT_TRUE(list(true, "All").success);
+    EXPECT_EQ(sentTarget(), "/app/backend/app/users/get_user_favourite/42");
+    EXPECT_EQ(names(), QStringList{"Bo"}) << "a second answer replaces the first";
+
+    answer(R"({"data": []})");
+    EXPECT_TRUE(list(false, "female").success);
+    EXPECT_TRUE(names().isEmpty());
+}
+
+TEST_F(PartnerAnswers, UnusableAnswersEmptyTheRowsAndCarryTheirTexts)
+{
+    struct Case
+    {
+        const char *answer;
+        bool favourites;
+        QString message;
+    };
+    const Case cases[] = {
+        {R"({"status": "0", "message": "No users"})", false, "No users"},
+        {R"({"status": "0"})", false, "User does not exist!"},
+        {R"({"status": "0"})", true, "User does not exist"},
+        {R"({"data": "none", "message": "odd"})", false, "odd"},
+        {R"({"data": [1, 2], "message": "odd"})", true, "Request failed!"},
+    };
+    for (const Case &c : cases) {
+        answer(R"({"data": [{"Name": "Old"}]})");
+        ASSERT_TRUE(list(c.favourites, "All").success);
+        answer(c.answer);
+        EXPECT_EQ(list(c.favourites, "All"), (MessageResult{1, false, c.message})) << c.answer;
+        EXPECT_TRUE(names().isEmpty()) << c.answer;
+    }
+}
+
+TEST_F(PartnerAnswers, WithoutAnAnswerTheRowsStayAndNobodyIsCalled)
+{
+    answer(R"({"data": [{"Name": "Kept"}]})");
+    ASSERT_TRUE(list(false, "All").success);
+    server_.setReply({200, "application/json", "", true});
+    const auto search = newResult();
+    manager_.fetchallUsers(QStringLiteral("42"), QStringLiteral("All"), into(search));
+    EXPECT_TRUE(settle(search, false, 1));
+    const auto mark = newResult();
+    manager_.createFavUser("42", "7", "1", into(mark));
+    EXPECT_TRUE(settle(mark, false, 2));
+    EXPECT_EQ(names(), QStringList{"Kept"});
+}
+
+TEST_F(PartnerAnswers, AFavouriteMarkReportsTheServersText)
+{
+    const std::pair<const char *, MessageResult> cases[] = {
+        {R"({"status": "1", "message": "Marked"})", {1, true, "Marked"}},
+        {R"({"status": "0", "message": "Nope"})", {1, false, "Nope"}},
+        {R"({"status": 1})", {1, false, "Data not found!"}},
+    };
+    for (const auto &[reply, expected] : cases) {
+        answer(reply);
+        const auto result = newResult();
+        manager_.createFavUser("42", "7", "0", into(result));
+        ASSERT_TRUE(waitUntil([&] { return result->calls > 0; }));
+        EXPECT_EQ(*result, expected) << reply;
+    }
+    EXPECT_EQ(sentTarget(), "/app/backend/app/users/create_user_favourite");
+    EXPECT_EQ(sentParameters(),
+              (QVariantMap{{"user_id", "42"}, {"favouriteId", "7"}, {"favourite_status", "0"}}));
+}
+
+// Answers favourite reads from a fixed table, as the realtime database would.
+class TableReads : public RealtimeReads
+{
+public:
+    void readUserNode(const QString &, std::function<void(const QVariantMap &)> done) override
+    {
+        done({});
+    }
+    void readFavouriteMark(const QString &userId, const QString &otherUserId,
+                           std::function<void(const std::optional<QVariant> &)> done) override
+    {
+        asked.append(userId + '/' + otherUserId);
+        const auto found = marks.find(otherUserId);
+        done(found == marks.end() ? std::nullopt : std::optional<QVariant>(*found));
+    }
+
+    QMap<QString, QVariant> marks;
+    QStringList asked;
+};
+
+TEST_F(FreshSettings, OnlyTheTextOneReadsAsFavourite)
+{
+    TableReads reads;
+    reads.marks = {{"a", "1"}, {"b", "0"}, {"c", 1}, {"d", " 1"}};
+    RealtimeReads::setStandard(&reads);
+    LoginDefaults().setUserId(QStringLiteral("me"));
+    QStringList favourites;
+    for (const char *other : {"a", "b", "c", "d", "missing"})
+        FindDogDataManager().isFaveUser(QString::fromUtf8(other), [&, other](bool favourite) {
+            if (favourite)
+                favourites.append(QString::fromUtf8(other));
+        });
+    RealtimeReads::setStandard(nullptr);
+    EXPECT_EQ(favourites, QStringList{"a"});
+    EXPECT_EQ(reads.asked.first(), "me/a") << "read under the signed-in user";
+}
+
+// Two people signed up through the app against the real backend.
+class PartnerSearchEndToEnd : public FreshSettings
+{
+protected:
+    void SetUp() override
+    {
+        FreshSettings::SetUp();
+        ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
+        backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
+    }
+    void TearDown() override
+    {
+        backend_.reset();
+        FreshSettings::TearDown();
+    }
+
+    // Signs up, which leaves this person signed in, and finishes the profile.
+    QString signUp(const QString &name, const QString &gender, double latitude, double longitude)
+    {
+        bool done = false;
+        RegisterationDataManager().register_(
+            {{"email", name.toLower() + "@example.com"},
+             {"password", "pw-" + name},
+             {"register_type", "manual"},
+             {"latitude", latitude},
+             {"longitude", longitude}},
+            std::nullopt, [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
+        EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
+        const QString userId = LoginDefaults().userId().value_or(QString());
+        EXPECT_FALSE(userId.isEmpty()) << name.toStdString();
+        const auto saved = newResult();
+        RegisterProfileDataManager().setUserProfile({{"user_id", userId},
+                                                     {"username", name},
+                                                     {"gender", gender},
+                                                     {"dogs_count", "1"},
+                                                     {"dog_name", "Rex"}},
+                                                    std::nullopt, into(saved));
+        EXPECT_TRUE(waitUntil([&] { return saved->calls > 0; }, 10000));
+        EXPECT_TRUE(saved->success) << saved->message.toStdString();
+        return userId;
+    }
+    void signIn(const QString &name)
+    {
+        bool done = false;
+        LoginDataManager().login(
+            name.toLower() + "@example.com", "pw-" + name,
+            [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
+        EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
+    }
+    MessageResult call(const std::function<void(ResultCompletion)> &operation)
+    {
+        const auto result = newResult();
+        operation(into(result));
+        EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
+        return *result;
+    }
+    QStringList rows(const FindDogDataManager &manager) const
+    {
+        QStringList rows;
+        for (const User &user : manager.userData())
+            rows.append(user.Name + ' ' + user.distance + ' ' + user.favourite);
+        return rows;
+    }
+    QByteArray download(const QString &url)
+    {
+        QNetworkAccessManager network;
+        QNetworkReply *reply = network.get(QNetworkRequest(QUrl(url)));
+        QEventLoop loop;
+        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        loop.exec();
+        reply->deleteLater();
+        return reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
+    }
+
+    TailwiseServer server_;
+    std::unique_ptr<ScopedEnvironment> backend_;
+};
+
+TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture)
+{
+    // Distances by the haversine formula on a 6371 km sphere, rounded to 0.1 km:
+    // Berlin to Potsdam 27.19 km, Berlin to Munich 504.29 km, Potsdam to Munich 484.60 km.
+    const QString ben = signUp("Ben", "male", 52.3906, 13.0645);
+    const QImage picture = testPicture();
+    ProfilleDataManager benProfile;
+    EXPECT_EQ(
+        call([&](ResultCompletion done) {
+            benProfile.saveProfile({{"user_id", ben}, {"about", "Walks at dawn"}}, picture, done);
+        }),
+        (MessageResult{1, true, "Saved successfully!"}));
+    ASSERT_TRUE(call([&](ResultCompletion done) { benProfile.fetchProfile(ben, done); }).success);
+    const QString pictureName = benProfile.profile()->profilePic;
+    ASSERT_FALSE(pictureName.isEmpty());
+    EXPECT_EQ(download(API::imageBaseURL() + pictureName), profilePictureData(picture))
+        << "downloaded from " << (API::imageBaseURL() + pictureName).toStdString();
+
+    const QString cleo = signUp("Cleo", "female", 48.1374, 11.5755);
+    const QString anna = signUp("Anna", "female", 52.52, 13.405);
+
+    FindDogDataManager search;
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.fetchallUsers(anna, "All", done); }).success);
+    EXPECT_EQ(rows(search), (QStringList{"Ben 27.2 0", "Cleo 504.3 0"}));
+    EXPECT_EQ(search.userData()[0].userId, ben);
+    EXPECT_EQ(search.userData()[0].about, "Walks at dawn");
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.fetchallUsers(anna, "female", done); }).success);
+    EXPECT_EQ(rows(search), QStringList{"Cleo 504.3 0"});
+
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.createFavUser(anna, ben, "1", done); }).success);
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.createFavUser(anna, ben, "1", done); }).success)
+        << "marking twice is harmless";
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.getFavUsers(anna, "All", done); }).success);
+    EXPECT_EQ(rows(search), QStringList{"Ben 27.2 1"});
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.fetchallUsers(anna, "male", done); }).success);
+    EXPECT_EQ(rows(search), QStringList{"Ben 27.2 1"});
+
+    // Ben sees Anna too, from his side, without her mark on him.
+    signIn("Ben");
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.fetchallUsers(ben, "female", done); }).success);
+    EXPECT_EQ(rows(search), (QStringList{"Anna 27.2 0", "Cleo 484.6 0"}));
+
+    signIn("Anna");
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.createFavUser(anna, ben, "0", done); }).success);
+    call([&](ResultCompletion done) { search.getFavUsers(anna, "All", done); });
+    EXPECT_TRUE(search.userData().isEmpty());
+
+    signIn("Cleo");
+    EXPECT_TRUE(call([&](ResultCompletion done) {
+                    DeleteDataManager().deleteUserAccopunt(cleo, "Other", "moved away", done);
+                }).success);
+    signIn("Anna");
+    EXPECT_TRUE(
+        call([&](ResultCompletion done) { search.fetchallUsers(anna, "All", done); }).success);
+    EXPECT_EQ(rows(search), QStringList{"Ben 27.2 0"}) << "a deactivated account disappears";
+}
+
+} // namespace
