@@ -113,7 +113,9 @@ Fields Fields::fromRequest(const net::Request &request)
         for (const auto &part : result.form->parts) {
             if (!part.filename)
                 fields.values_[part.name] = part.data;
-            else if (!part.data.empty())
+            // A browser sends an empty part with filename="" when no file was chosen: no
+            // file. A named file without bytes is a file, and the picture check refuses it.
+            else if (!part.data.empty() || !part.filename->empty())
                 fields.files_[part.name] = {*part.filename, part.contentType, part.data};
         }
         return fields;
