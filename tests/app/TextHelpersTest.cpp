@@ -1,5 +1,6 @@
 #include "Common/Extensions/StringExtension.h"
 #include "Common/Extensions/VGExtensions.h"
+#include "Platform/Print.h"
 
 #include <QFont>
 
@@ -159,6 +160,25 @@ TEST(TextHelpers, TextSizeGrowsWithTextLinesAndFont)
     EXPECT_NEAR(textSize(QStringLiteral("Rex\nBella"), font).height(), 2 * one.height(), 2);
     EXPECT_GT(textSize(QStringLiteral("Rex"), larger).height(), one.height() * 1.5);
     EXPECT_EQ(textSize(QString(), font).width(), 0);
+}
+
+} // namespace
+
+namespace {
+
+TEST(LogLines, HidePasswordsAndTokensInRequestAndAnswerDumps)
+{
+    EXPECT_EQ(withoutSecrets(QStringLiteral("Post Data -> {\n  \"email\" : \"a@b.de\",\n"
+                                            "  \"password\" : \"se\\\"cret\"\n}")),
+              QStringLiteral("Post Data -> {\n  \"email\" : \"a@b.de\",\n"
+                             "  \"password\" : \"<hidden>\"\n}"));
+    EXPECT_EQ(
+        withoutSecrets(QStringLiteral(
+            R"({"old_password":"a","new_password":"b","user_data":[{"userToken":"c1"}]})")),
+        QStringLiteral(
+            R"({"old_password":"<hidden>","new_password":"<hidden>","user_data":[{"userToken":"<hidden>"}]})"));
+    const QString harmless = QStringLiteral(R"({"passwordHint":"x","message":"password wrong"})");
+    EXPECT_EQ(withoutSecrets(harmless), harmless);
 }
 
 } // namespace
