@@ -15,7 +15,8 @@ unsigned threadCount(unsigned requested)
 
 ServerStack::ServerStack(StackConfig config)
     : config_(std::move(config)), io_(static_cast<int>(threadCount(config_.threads))),
-      workers_(threadCount(config_.threads)), log_(config_.accessLog)
+      workers_(threadCount(config_.threads)), passwordWorkers_(threadCount(config_.threads)),
+      log_(config_.accessLog)
 {
     backend_ = std::make_unique<backend::BackendService>(backend::BackendConfig{
         config_.dataDir,
@@ -29,6 +30,7 @@ ServerStack::ServerStack(StackConfig config)
             return backend_->error(request, status, message);
         },
         log_, config_.backendLimits);
+    backendServer_->setSlowLane(passwordWorkers_, &backend::BackendService::hashesPasswords);
 
     if (config_.databasePort) {
         realtime::DatabaseOptions options = config_.database;
@@ -96,6 +98,7 @@ void ServerStack::stop()
         thread.join();
     threads_.clear();
     workers_.join();
+    passwordWorkers_.join();
     if (databaseWorkers_)
         databaseWorkers_->join();
 }

@@ -62,6 +62,8 @@ private:
     StackConfig config_;
     net::asio::io_context io_;
     net::asio::thread_pool workers_;
+    // Password hashing runs apart from everything else (one thread per core).
+    net::asio::thread_pool passwordWorkers_;
     net::AccessLog log_;
     std::unique_ptr<backend::BackendService> backend_;
     std::unique_ptr<net::HttpServer> backendServer_;

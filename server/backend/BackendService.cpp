@@ -71,6 +71,17 @@ void BackendService::addEndpointWithId(
         });
 }
 
+bool BackendService::hashesPasswords(const net::Request &request)
+{
+    const std::string_view target = request.target();
+    if (!target.starts_with(basePath))
+        return false;
+    const std::string_view word =
+        target.substr(basePath.size(), target.find('?') - basePath.size());
+    return word == "register" || word == "login" || word == "forgot_password" ||
+           word == "change_password";
+}
+
 net::Response BackendService::handle(const net::Request &request) const
 {
     try {

@@ -35,6 +35,10 @@ public:
 
     UserStore &users() { return users_; }
 
+    // The endpoints that hash a password (sign-up, sign-in, password changes): a few of them
+    // keep a core busy for a tenth of a second each.
+    static bool hashesPasswords(const net::Request &request);
+
 private:
     void addEndpoint(std::string_view word,
                      std::function<net::Response(const net::Request &)> endpoint);

@@ -157,9 +157,11 @@ awaitable<void> HttpServer::Session::run()
                                     "Request target is not an acceptable path.");
         } else {
             try {
+                asio::thread_pool &pool = server_.slowLane_ && server_.isSlow_(request)
+                                              ? *server_.slowLane_
+                                              : server_.workers_;
                 reply = co_await asio::co_spawn(
-                    server_.workers_,
-                    [&]() -> awaitable<Reply> { co_return server_.handler_.handle(request); },
+                    pool, [&]() -> awaitable<Reply> { co_return server_.handler_.handle(request); },
                     use_awaitable);
             } catch (const std::exception &error) {
                 server_.log_.message(server_.service_,

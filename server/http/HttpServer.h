@@ -85,6 +85,14 @@ public:
     HttpServer(const HttpServer &) = delete;
     HttpServer &operator=(const HttpServer &) = delete;
 
+    // Requests for which `isSlow` holds run on `pool` instead of the workers, so that a queue
+    // of expensive requests (password hashing) never delays the cheap ones. Call before start.
+    void setSlowLane(asio::thread_pool &pool, std::function<bool(const Request &)> isSlow)
+    {
+        slowLane_ = &pool;
+        isSlow_ = std::move(isSlow);
+    }
+
     // Binds and listens; port 0 picks a free port. Throws boost::system::system_error.
     tcp::endpoint listen(const std::string &host, unsigned short port);
     void start();
@@ -102,6 +110,8 @@ private:
 
     asio::io_context &io_;
     asio::thread_pool &workers_;
+    asio::thread_pool *slowLane_ = nullptr;
+    std::function<bool(const Request &)> isSlow_;
     std::string service_;
     StreamingHandler handler_;
     ErrorResponder errors_;
