@@ -77,8 +77,12 @@ void ServerStack::stop()
         return;
     stopped_ = true;
     backendServer_->stop();
-    if (databaseServer_)
+    if (databaseServer_) {
+        // The streams about to close are not clients leaving: their onDisconnect operations
+        // must not run (see Database::dropDisconnectOperations).
+        database_->dropDisconnectOperations();
         databaseServer_->stop();
+    }
     // Idle connections close at once; a request in flight gets a few seconds to finish.
     net::asio::steady_timer deadline{io_, std::chrono::seconds(5)};
     deadline.async_wait([this](const net::beast::error_code &ec) {

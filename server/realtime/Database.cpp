@@ -52,10 +52,27 @@ Database::Database(DatabaseOptions options) : options_(std::move(options))
     journal_ = std::make_unique<Journal>(options_.dir, generation_, appliedSeq_,
                                          [this](std::uint64_t seq) { dispatch(seq); });
     maintenance_ = std::thread([this] { maintain(); });
+    disconnectRunner_ = std::thread([this] { runDisconnectOperations(); });
+    registry_->setDisconnectHook([this](std::vector<DisconnectOperation> operations) {
+        {
+            const std::lock_guard lock(disconnectMutex_);
+            for (auto &operation : operations)
+                disconnectQueue_.push_back(std::move(operation));
+        }
+        disconnectWake_.notify_one();
+    });
 }
 
 Database::~Database()
 {
+    // Streams closing from now on leave nothing; what closed streams left already still runs.
+    registry_->setDisconnectHook(nullptr);
+    {
+        const std::lock_guard lock(disconnectMutex_);
+        disconnectStopping_ = true;
+    }
+    disconnectWake_.notify_all();
+    disconnectRunner_.join();
     {
         const std::lock_guard lock(maintenanceMutex_);
         stopping_ = true;
@@ -83,13 +100,18 @@ std::uint64_t Database::commit(std::vector<std::pair<Path, Json>> writes, bool p
 {
     // Called with mutex_ held exclusively.
     const std::uint64_t seq = ++appliedSeq_;
-    journal_->append(seq, encodeRecord(seq, writes));
+    std::string record = encodeRecord(seq, writes);
     for (const auto &[path, value] : writes)
         tree_.set(path, value);
+    // The change must wait for listeners before the journal may flush its record: the flusher
+    // hands listeners only the changes queued by the time the record is durable, and the
+    // writer is answered right after. Queued later, an acknowledged write's events would sit
+    // here until some other write happened to be flushed.
     {
         const std::lock_guard lock(changesMutex_);
         changes_.push_back({seq, std::move(writes), patch, patchAt});
     }
+    journal_->append(seq, std::move(record));
     if (journal_->size() >= options_.snapshotBytes) {
         {
             const std::lock_guard lock(maintenanceMutex_);
@@ -186,18 +208,16 @@ std::string Database::push(const Path &path, const Json &input)
     return id;
 }
 
-std::shared_ptr<Listener> Database::listen(const Path &path)
+std::shared_ptr<Listener> Database::listen(const Path &path, std::optional<Query> query)
 {
     std::shared_ptr<Listener> listener;
     std::uint64_t seen = 0;
     {
         const std::shared_lock lock(mutex_);
         seen = appliedSeq_;
-        listener =
-            std::make_shared<Listener>(path, connectionId(), seen, options_.listeners, registry_);
-        listener->deliver(sseEvent("connected", {{"id", listener->connectionId()}}), false);
-        listener->deliver(sseEvent("put", {{"path", "/"}, {"data", render(tree_.get(path))}}),
-                          false);
+        listener = std::make_shared<Listener>(path, connectionId(), seen, options_.listeners,
+                                              registry_, std::move(query));
+        listener->begin(tree_.get(path));
         registry_->add(listener);
     }
     try {
@@ -207,6 +227,49 @@ std::shared_ptr<Listener> Database::listen(const Path &path)
         throw;
     }
     return listener;
+}
+
+void Database::onDisconnect(const std::string &connectionId, DisconnectOperation operation)
+{
+    if (operation.path.size() > maxDepth)
+        throw Refusal(status::bad_request,
+                      "Invalid path: deeper than " + std::to_string(maxDepth) + " levels");
+    // Refused now rather than failing unseen later; the value written is prepared again then.
+    prepareValue(operation.data, nullptr, operation.path.size(), options_.clock());
+    const std::size_t bytes = operation.data.dump().size() + pathText(operation.path).size();
+    const std::shared_ptr<Listener> listener = registry_->find(connectionId);
+    if (!listener)
+        throw Refusal(status::not_found,
+                      "no open stream has the connection id '" + connectionId + "'");
+    listener->addDisconnectOperation(std::move(operation), bytes);
+}
+
+void Database::dropDisconnectOperations()
+{
+    registry_->setDisconnectHook(nullptr);
+}
+
+void Database::runDisconnectOperations()
+{
+    std::unique_lock lock(disconnectMutex_);
+    for (;;) {
+        disconnectWake_.wait(lock,
+                             [&] { return disconnectStopping_ || !disconnectQueue_.empty(); });
+        if (disconnectQueue_.empty())
+            return;
+        DisconnectOperation operation = std::move(disconnectQueue_.front());
+        disconnectQueue_.pop_front();
+        lock.unlock();
+        try {
+            set(operation.path, operation.data);
+        } catch (const std::exception &error) {
+            // The value was checked when registered, so this is the journal failing; the
+            // client is gone and cannot be told.
+            std::fprintf(stderr, "database: a disconnect operation at %s failed: %s\n",
+                         pathText(operation.path).c_str(), error.what());
+        }
+        lock.lock();
+    }
 }
 
 void Database::dispatch(std::uint64_t durableSeq)
@@ -225,6 +288,9 @@ void Database::dispatch(std::uint64_t durableSeq)
 
 void Database::snapshot()
 {
+    // One at a time: two would share the temporary file, and the older one could replace the
+    // newer snapshot after the newer one had deleted the journal the older one still needs.
+    const std::lock_guard serial(snapshotMutex_);
     Json root;
     std::uint64_t seq = 0;
     std::uint64_t generation = 0;

@@ -62,8 +62,19 @@ public:
     Json update(const Path &path, const Json &children);
     // Writes under a new push id and returns the id.
     std::string push(const Path &path, const Json &input);
-    // A stream on `path`: `connected`, the first `put`, then every change concerning it.
-    std::shared_ptr<Listener> listen(const Path &path);
+    // A stream on `path`: `connected`, the first `put`, then every change concerning it; with
+    // a query, its result first and again whenever a change alters it.
+    std::shared_ptr<Listener> listen(const Path &path, std::optional<Query> query = std::nullopt);
+
+    // Registers a write to run when the stream with this connection id closes, in order with
+    // the others registered on it. Checks `data` now (a Refusal when it could not be
+    // written); throws Refusal 404 when no such stream is open, 400/413 past the bounds.
+    void onDisconnect(const std::string &connectionId, DisconnectOperation operation);
+    // The server is stopping: streams that close from now on leave their disconnect
+    // operations unrun. A stop is not the clients going away; they reconnect to the next
+    // server and register them again, and running them would tell every other client that
+    // everyone left at once. A crash cannot run them either, so a stop behaves like one.
+    void dropDisconnectOperations();
 
     // Writes a snapshot now and starts a new journal generation.
     void snapshot();
@@ -75,6 +86,7 @@ private:
                          const Path &patchAt);
     void dispatch(std::uint64_t durableSeq);
     void maintain();
+    void runDisconnectOperations();
 
     DatabaseOptions options_;
     std::shared_mutex mutex_;
@@ -84,10 +96,18 @@ private:
     PushIdGenerator pushIds_;
     std::shared_ptr<ListenerRegistry> registry_ = std::make_shared<ListenerRegistry>();
 
+    // Operations of closed streams, run one at a time, in order, as ordinary writes.
+    std::mutex disconnectMutex_;
+    std::condition_variable disconnectWake_;
+    std::deque<DisconnectOperation> disconnectQueue_;
+    bool disconnectStopping_ = false;
+    std::thread disconnectRunner_;
+
     std::mutex changesMutex_;
     std::deque<Change> changes_; // applied, waiting to be durable before listeners hear of them
 
     std::unique_ptr<Journal> journal_;
+    std::mutex snapshotMutex_; // held by snapshot() throughout
 
     std::mutex maintenanceMutex_;
     std::condition_variable maintenanceWake_;

@@ -1,7 +1,11 @@
 #include "Listeners.h"
 
+#include <algorithm>
+
 namespace tailwise::realtime {
 namespace {
+
+using net::http::status;
 
 std::string registryKey(const Path &path, std::size_t keys)
 {
@@ -33,6 +37,15 @@ Json valueBelow(const Json &value, const Path &at, const Path &below)
     return *node;
 }
 
+// A query's result as a stream sends it: no matching child is an empty location, null.
+Json streamResult(const Json &stored, const Query &query)
+{
+    Json result = applyQuery(stored, query);
+    if (result.is_object() && result.empty())
+        return Json();
+    return result;
+}
+
 } // namespace
 
 std::string sseEvent(std::string_view name, const Json &data)
@@ -46,10 +59,59 @@ std::string sseEvent(std::string_view name, const Json &data)
 }
 
 Listener::Listener(Path path, std::string connectionId, std::uint64_t afterSeq,
-                   ListenerOptions options, std::weak_ptr<ListenerRegistry> registry)
+                   ListenerOptions options, std::weak_ptr<ListenerRegistry> registry,
+                   std::optional<Query> query)
     : path_(std::move(path)), connectionId_(std::move(connectionId)), afterSeq_(afterSeq),
-      options_(options), registry_(std::move(registry))
+      options_(options), registry_(std::move(registry)), query_(std::move(query))
 {}
+
+void Listener::begin(const Json &stored)
+{
+    deliver(sseEvent("connected", {{"id", connectionId_}}), false);
+    Json first = stored;
+    if (query_) {
+        whole_.set({}, stored);
+        lastSent_ = streamResult(stored, *query_);
+        first = lastSent_;
+    }
+    deliver(sseEvent("put", {{"path", "/"}, {"data", render(first)}}), false);
+}
+
+void Listener::track(const Path &written, const Json &value)
+{
+    if (written.size() >= path_.size())
+        whole_.set(Path(written.begin() + static_cast<std::ptrdiff_t>(path_.size()), written.end()),
+                   value);
+    else
+        whole_.set({}, valueBelow(value, written, path_));
+}
+
+void Listener::refresh()
+{
+    Json result = streamResult(whole_.root(), *query_);
+    if (result == lastSent_)
+        return;
+    deliver(sseEvent("put", {{"path", "/"}, {"data", render(result)}}));
+    lastSent_ = std::move(result);
+}
+
+void Listener::addDisconnectOperation(DisconnectOperation operation, std::size_t bytes)
+{
+    const std::lock_guard lock(mutex_);
+    if (closed_)
+        throw Refusal(status::not_found, "the stream of this connection has closed");
+    if (onDisconnect_.size() >= options_.maxDisconnectOperations)
+        throw Refusal(status::bad_request, "a connection may register at most " +
+                                               std::to_string(options_.maxDisconnectOperations) +
+                                               " operations to run when it closes");
+    if (onDisconnectBytes_ + bytes > options_.maxDisconnectBytes)
+        throw Refusal(status::payload_too_large,
+                      "the operations a connection registers to run when it closes may hold at "
+                      "most " +
+                          std::to_string(options_.maxDisconnectBytes) + " bytes");
+    onDisconnect_.push_back(std::move(operation));
+    onDisconnectBytes_ += bytes;
+}
 
 void Listener::deliver(std::string event, bool bounded)
 {
@@ -98,6 +160,7 @@ std::string Listener::idle()
 
 void Listener::close()
 {
+    std::vector<DisconnectOperation> operations;
     {
         const std::lock_guard lock(mutex_);
         if (closed_)
@@ -105,18 +168,20 @@ void Listener::close()
         closed_ = finished_ = true;
         ready_ = nullptr;
         queued_.clear();
+        operations.swap(onDisconnect_);
     }
     if (auto registry = registry_.lock())
-        registry->remove(this);
+        registry->remove(this, std::move(operations));
 }
 
 void ListenerRegistry::add(const std::shared_ptr<Listener> &listener)
 {
     const std::lock_guard lock(mutex_);
     entries_.emplace(registryKey(listener->path(), listener->path().size()), listener);
+    byConnection_.emplace(listener->connectionId(), listener);
 }
 
-void ListenerRegistry::remove(const Listener *listener)
+void ListenerRegistry::remove(const Listener *listener, std::vector<DisconnectOperation> operations)
 {
     const std::lock_guard lock(mutex_);
     auto [first, last] =
@@ -124,9 +189,27 @@ void ListenerRegistry::remove(const Listener *listener)
     for (auto it = first; it != last; ++it) {
         if (it->second.get() == listener) {
             entries_.erase(it);
-            return;
+            break;
         }
     }
+    if (const auto found = byConnection_.find(listener->connectionId());
+        found != byConnection_.end() && found->second.get() == listener)
+        byConnection_.erase(found);
+    if (!operations.empty() && disconnectHook_)
+        disconnectHook_(std::move(operations));
+}
+
+std::shared_ptr<Listener> ListenerRegistry::find(const std::string &connectionId) const
+{
+    const std::lock_guard lock(mutex_);
+    const auto found = byConnection_.find(connectionId);
+    return found == byConnection_.end() ? nullptr : found->second;
+}
+
+void ListenerRegistry::setDisconnectHook(DisconnectHook hook)
+{
+    const std::lock_guard lock(mutex_);
+    disconnectHook_ = std::move(hook);
 }
 
 std::size_t ListenerRegistry::size() const
@@ -162,33 +245,49 @@ void ListenerRegistry::publish(const Change &change)
     const auto concerned = [&](const Listener &listener) {
         return listener.afterSeq() < change.seq && !listener.finished();
     };
+    // Query streams take in every write first and send at most one new result per change.
+    std::vector<Listener *> queries;
+    const auto track = [&](Listener &listener, const Path &path, const Json &value) {
+        listener.track(path, value);
+        queries.push_back(&listener);
+    };
 
     if (change.patch) {
         Json children = Json::object();
         for (const auto &[path, value] : change.writes)
             children[path.back()] = render(value);
         atOrAbove(change.patchAt, [&](Listener &listener) {
-            if (concerned(listener))
+            if (concerned(listener) && !listener.hasQuery())
                 listener.deliver(
                     sseEvent("patch", {{"path", relative(change.patchAt, listener.path())},
                                        {"data", children}}));
         });
     }
     for (const auto &[path, value] : change.writes) {
-        if (!change.patch) {
-            atOrAbove(path, [&](Listener &listener) {
-                if (concerned(listener) && listener.path().size() < path.size())
-                    listener.deliver(sseEvent("put", {{"path", relative(path, listener.path())},
-                                                      {"data", render(value)}}));
-            });
-        }
+        atOrAbove(path, [&](Listener &listener) {
+            if (!concerned(listener) || listener.path().size() == path.size())
+                return;
+            if (listener.hasQuery())
+                track(listener, path, value);
+            else if (!change.patch)
+                listener.deliver(sseEvent(
+                    "put", {{"path", relative(path, listener.path())}, {"data", render(value)}}));
+        });
         atOrBelow(path, [&](Listener &listener) {
-            if (concerned(listener))
+            if (!concerned(listener))
+                return;
+            if (listener.hasQuery())
+                track(listener, path, value);
+            else
                 listener.deliver(
                     sseEvent("put", {{"path", "/"},
                                      {"data", render(valueBelow(value, path, listener.path()))}}));
         });
     }
+    std::sort(queries.begin(), queries.end());
+    queries.erase(std::unique(queries.begin(), queries.end()), queries.end());
+    for (Listener *listener : queries)
+        listener->refresh();
 }
 
 } // namespace tailwise::realtime

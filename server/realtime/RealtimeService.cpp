@@ -90,6 +90,27 @@ net::Response jsonAnswer(const net::Request &request, const Json &body, Print pr
                              "application/json; charset=utf-8");
 }
 
+// POST /.ondisconnect?conn=<id> with {"path": "/a/b", "op": "remove"|"set", "data": ...}.
+DisconnectOperation disconnectOperation(const Json &body)
+{
+    if (!body.is_object())
+        throw Refusal(status::bad_request, "Invalid data; expected an object with path and op");
+    const auto path = body.find("path");
+    if (path == body.end() || !path->is_string())
+        throw Refusal(status::bad_request, "path must be a text such as \"/a/b\"");
+    const auto op = body.find("op");
+    if (op == body.end() || !op->is_string() || (*op != "remove" && *op != "set"))
+        throw Refusal(status::bad_request, "op must be \"remove\" or \"set\"");
+    DisconnectOperation operation{parseRelativePath(path->get_ref<const std::string &>()), {}};
+    if (*op == "set") {
+        const auto data = body.find("data");
+        if (data == body.end())
+            throw Refusal(status::bad_request, "op \"set\" needs data");
+        operation.data = *data;
+    }
+    return operation;
+}
+
 } // namespace
 
 net::Response RealtimeService::error(const net::Request &request, status code,
@@ -121,6 +142,8 @@ net::Reply RealtimeService::handle(const net::Request &request)
 
 net::Reply RealtimeService::answer(const net::Request &request)
 {
+    if (net::targetPath(request.target()) == disconnectPath)
+        return registerOnDisconnect(request);
     const Path path = parseUrlPath(net::targetPath(request.target()));
     const Query query = parseQuery(queryParameters(request.target()));
     const verb method = effectiveMethod(request);
@@ -128,11 +151,15 @@ net::Reply RealtimeService::answer(const net::Request &request)
     switch (method) {
     case verb::get: {
         if (wantsEventStream(request)) {
-            if (query.filters() || query.shallow)
-                throw Refusal(status::bad_request,
-                              "queries are not supported on streams by this server yet");
+            if (query.shallow)
+                throw Refusal(status::bad_request, "shallow cannot be used on a stream");
+            // An order alone selects every child, and events carry no order: a plain stream.
+            std::optional<Query> streamQuery;
+            if (query.startAt || query.endAt || query.equalTo || query.limitToFirst ||
+                query.limitToLast)
+                streamQuery = query;
             net::StreamingResponse stream{net::Response{status::ok, request.version()},
-                                          database_.listen(path)};
+                                          database_.listen(path, std::move(streamQuery))};
             stream.head.set(http::field::server, "tailwise-server");
             stream.head.set(http::field::content_type, "text/event-stream");
             stream.head.set(http::field::cache_control, "no-cache");
@@ -169,6 +196,20 @@ net::Reply RealtimeService::answer(const net::Request &request)
         return error(request, status::method_not_allowed,
                      "Method " + std::string(request.method_string()) + " is not supported");
     }
+}
+
+net::Response RealtimeService::registerOnDisconnect(const net::Request &request)
+{
+    if (request.method() != verb::post)
+        return error(request, status::method_not_allowed,
+                     std::string(disconnectPath) + " takes POST only");
+    const auto parameters = queryParameters(request.target());
+    const auto connection = parameters.find("conn");
+    if (connection == parameters.end() || connection->second.empty())
+        throw Refusal(status::bad_request, "conn must name the stream's connection id");
+    const Print print = parseQuery(parameters).print;
+    database_.onDisconnect(connection->second, disconnectOperation(parseBody(request)));
+    return jsonAnswer(request, nullptr, print);
 }
 
 } // namespace tailwise::realtime

@@ -63,6 +63,31 @@ TEST(RealtimeDurability, RestartsRecoverSnapshotAndJournal)
     EXPECT_EQ(journals, 1u);
 }
 
+TEST(RealtimeDurability, SnapshotsTakenAtOnceLoseNothing)
+{
+    TempDir dir("tailwise-rtdb");
+    {
+        // The maintenance thread snapshots on its own too, as the journal keeps crossing 1 kB.
+        realtime::Database database(options(dir.path(), 1024));
+        std::atomic<bool> writing{true};
+        std::vector<std::thread> snapshotters;
+        for (int t = 0; t < 2; ++t)
+            snapshotters.emplace_back([&] {
+                while (writing)
+                    database.snapshot();
+            });
+        for (int i = 0; i < 300; ++i)
+            database.set({"n", std::to_string(i)}, i);
+        writing = false;
+        for (auto &thread : snapshotters)
+            thread.join();
+    }
+    realtime::Database database(options(dir.path()));
+    const Json n = database.read({"n"});
+    EXPECT_EQ(n.size(), 300u);
+    EXPECT_EQ(n["299"], 299);
+}
+
 TEST(RealtimeDurability, ADamagedLastRecordIsDroppedAndDamageBeforeItIsFatal)
 {
     struct Case
