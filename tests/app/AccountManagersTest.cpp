@@ -308,21 +308,9 @@ TEST_F(AccountValidation, ReportsTheFirstProblemInFormOrder)
 }
 
 // The whole account life cycle through the managers against the real backend.
-class AccountLifeCycle : public FreshSettings
+class AccountLifeCycle : public LiveBackend
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
-        backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
-    }
-    void TearDown() override
-    {
-        backend_.reset();
-        FreshSettings::TearDown();
-    }
-
     AccountResult login(const QString &email, const QString &password)
     {
         const auto result = std::make_shared<AccountResult>();
@@ -353,8 +341,6 @@ protected:
         return match.captured(1);
     }
 
-    TailwiseServer server_;
-    std::unique_ptr<ScopedEnvironment> backend_;
     RecordingHooks hooks_;
 };
 

@@ -329,21 +329,9 @@ TEST_F(FreshSettings, OnlyTheTextOneReadsAsFavourite)
 }
 
 // Two people signed up through the app against the real backend.
-class PartnerSearchEndToEnd : public FreshSettings
+class PartnerSearchEndToEnd : public LiveBackend
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
-        backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
-    }
-    void TearDown() override
-    {
-        backend_.reset();
-        FreshSettings::TearDown();
-    }
-
     // Signs up, which leaves this person signed in, and finishes the profile.
     QString signUp(const QString &name, const QString &gender, double latitude, double longitude)
     {
@@ -401,9 +389,6 @@ protected:
         reply->deleteLater();
         return reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
     }
-
-    TailwiseServer server_;
-    std::unique_ptr<ScopedEnvironment> backend_;
 };
 
 TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture)

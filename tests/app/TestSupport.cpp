@@ -118,32 +118,48 @@ void RecordingServer::serve(QTcpSocket *socket)
 
 TailwiseServer::TailwiseServer()
 {
+    start("0", "0", "0");
+}
+
+void TailwiseServer::start(const QByteArray &backendPort, const QByteArray &databasePort,
+                           const QByteArray &pushPort)
+{
+    backendUrl_.clear();
+    databaseUrl_.clear();
+    pushUrl_.clear();
     process_.setProgram(QStringLiteral(TAILWISE_SERVER_BINARY));
     process_.setArguments({QStringLiteral("--data-dir"), dataDir_.path(),
-                           QStringLiteral("--backend-port"), QStringLiteral("0"),
-                           QStringLiteral("--database-port"), QStringLiteral("0"),
-                           QStringLiteral("--push-port"), QStringLiteral("0")});
+                           QStringLiteral("--backend-port"), QString::fromLatin1(backendPort),
+                           QStringLiteral("--database-port"), QString::fromLatin1(databasePort),
+                           QStringLiteral("--push-port"), QString::fromLatin1(pushPort)});
     process_.setProcessChannelMode(QProcess::SeparateChannels);
     process_.start();
     if (!process_.waitForStarted(5000)) {
         log_ = process_.errorString();
         return;
     }
-    const QByteArray marker = "backend listening on ";
+    const QList<std::pair<QByteArray, QByteArray *>> services = {
+        {"backend listening on ", &backendUrl_},
+        {"database listening on ", &databaseUrl_},
+        {"push listening on ", &pushUrl_}};
     QByteArray output;
     waitUntil(
         [&] {
             output += process_.readAllStandardOutput();
             for (const QByteArray &line : output.split('\n'))
-                if (line.startsWith(marker) && output.contains(line + '\n'))
-                    backendUrl_ = line.mid(marker.size()).trimmed();
-            return !backendUrl_.isEmpty() || process_.state() == QProcess::NotRunning;
+                for (const auto &[marker, url] : services)
+                    if (line.startsWith(marker) && output.contains(line + '\n'))
+                        *url = line.mid(marker.size()).trimmed();
+            return (!backendUrl_.isEmpty() && !databaseUrl_.isEmpty()) ||
+                   process_.state() == QProcess::NotRunning;
         },
         10000);
     log_ = QString::fromUtf8(output + process_.readAllStandardError());
+    if (databaseUrl_.isEmpty())
+        backendUrl_.clear(); // not up as a whole
 }
 
-TailwiseServer::~TailwiseServer()
+void TailwiseServer::stop()
 {
     if (process_.state() == QProcess::NotRunning)
         return;
@@ -152,6 +168,24 @@ TailwiseServer::~TailwiseServer()
         process_.kill();
         process_.waitForFinished(2000);
     }
+}
+
+bool TailwiseServer::restart()
+{
+    const auto port = [](const QByteArray &url) {
+        return url.isEmpty() ? QByteArray("0") : url.mid(url.lastIndexOf(':') + 1);
+    };
+    const QByteArray backend = port(backendUrl_);
+    const QByteArray database = port(databaseUrl_);
+    const QByteArray push = port(pushUrl_);
+    stop();
+    start(backend, database, push);
+    return isRunning();
+}
+
+TailwiseServer::~TailwiseServer()
+{
+    stop();
 }
 
 std::ostream &operator<<(std::ostream &out, const MessageResult &result)
@@ -177,6 +211,21 @@ void RecordingBackend::SetUp()
 
 void RecordingBackend::TearDown()
 {
+    backend_.reset();
+    FreshSettings::TearDown();
+}
+
+void LiveBackend::SetUp()
+{
+    FreshSettings::SetUp();
+    ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
+    backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
+    database_ = std::make_unique<ScopedEnvironment>("TAILWISE_DATABASE", server_.databaseUrl());
+}
+
+void LiveBackend::TearDown()
+{
+    database_.reset();
     backend_.reset();
     FreshSettings::TearDown();
 }

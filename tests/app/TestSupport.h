@@ -154,12 +154,36 @@ public:
 
     bool isRunning() const { return !backendUrl_.isEmpty(); }
     QByteArray backendUrl() const { return backendUrl_; }
+    QByteArray databaseUrl() const { return databaseUrl_; }
     QString dataDir() const { return dataDir_.path(); }
     QString startupLog() const { return log_; }
 
+    // Stops the server as SIGTERM does; the data directory stays.
+    void stop();
+    // Starts it again on the ports it had, with the same data; false when it did not come up.
+    bool restart();
+
 private:
+    void start(const QByteArray &backendPort, const QByteArray &databasePort,
+               const QByteArray &pushPort);
+
     QTemporaryDir dataDir_;
     QProcess process_;
     QByteArray backendUrl_;
+    QByteArray databaseUrl_;
+    QByteArray pushUrl_;
     QString log_;
+};
+
+// A fresh settings store and the backend and database addresses pointing at a real
+// tailwise-server.
+class LiveBackend : public FreshSettings
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    TailwiseServer server_;
+    std::unique_ptr<ScopedEnvironment> backend_;
+    std::unique_ptr<ScopedEnvironment> database_;
 };

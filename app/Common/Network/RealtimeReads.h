@@ -7,9 +7,9 @@
 #include <optional>
 
 // The one-off realtime-database reads the backend managers make: the signed-in user's node
-// after a profile fetch and a favourite mark. The realtime client installs its
-// implementation with setStandard(); until then the fallback answers "nothing there" at once
-// and says in the log that the read was not made.
+// after a profile fetch and a favourite mark. The standard reads go through the app's
+// database client; a read that fails answers "nothing there" and says so in the log. Tests
+// install their own with setStandard().
 class RealtimeReads
 {
 public:

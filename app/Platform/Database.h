@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Platform/DatabaseReference.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+// The realtime-database client: REST writes and one event stream per listened location, on
+// the address Deployment::databaseUrl() names when a request goes out. Unsent writes are kept
+// in a file under Deployment::homeDirectory() and sent when the server can be reached again,
+// also by the next run of the app.
+class Database : public QObject
+{
+    Q_OBJECT
+
+public:
+    // `name` keeps the unsent writes of several clients in one home apart.
+    explicit Database(const QString &name = QStringLiteral("default"), QObject *parent = nullptr);
+    ~Database() override;
+
+    // The app's client; it lives as long as the application object.
+    static Database &database();
+
+    DatabaseReference reference();
+    DatabaseReference reference(const QString &withPath);
+
+    // Writes made and not yet stored by the server.
+    qsizetype pendingWriteCount() const;
+    // Listened locations that have a stream open or about to reopen.
+    qsizetype openStreamCount() const;
+
+private:
+    friend class DatabaseQuery;
+    friend class DatabaseReference;
+    struct Private;
+
+    DatabaseHandle addObserver(const DatabaseTree::Path &path, const QueryParams &params,
+                               DataEventType type, DataEventCallback callback, bool once);
+    void removeObserver(DatabaseHandle handle);
+    void removeAllObservers(const DatabaseTree::Path &path);
+    void getData(const DatabaseTree::Path &path, const QueryParams &params,
+                 GetDataCompletion completion);
+    void write(const QByteArray &method, const DatabaseTree::Path &path, const QVariant &body,
+               WriteCompletion completion);
+    void removeOnDisconnect(const DatabaseTree::Path &path);
+    QString nextPushId();
+
+    std::unique_ptr<Private> d;
+};
