@@ -1,5 +1,7 @@
 #include "NotificationAlert/DeviceToken.h"
 
+#include "Common/Firebase/FirebaseNode.h"
+#include "Common/Firebase/FirebaseUserHandler.h"
 #include "LoginDefaults.h"
 #include "Platform/Print.h"
 
@@ -18,11 +20,5 @@ void DeviceToken::updateDeviceToken()
         print(QStringLiteral("DeviceToken: no signed-in user; device token not written"));
         return;
     }
-    if (!writer_) {
-        print(QStringLiteral("DeviceToken: realtime database not wired yet; device token of "
-                             "user %1 not written")
-                  .arg(*userId));
-        return;
-    }
-    writer_(*userId, deviceToken_);
+    FirebaseUserHandler().setUserValue(*userId, FirebaseNode::deviceToken, deviceToken_);
 }

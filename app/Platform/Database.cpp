@@ -55,7 +55,8 @@ QUrl locationUrl(const Path &path)
     QByteArray text = Deployment::databaseUrl().toString(QUrl::StripTrailingSlash).toUtf8();
     for (const QString &key : path)
         text += '/' + QUrl::toPercentEncoding(key);
-    text += "/.json";
+    // "/.json" names the root; any other location is "/a/b.json".
+    text += path.isEmpty() ? "/.json" : ".json";
     return QUrl::fromEncoded(text);
 }
 
@@ -704,12 +705,23 @@ Database::~Database()
     }
 }
 
+namespace {
+QPointer<Database> replacementClient;
+} // namespace
+
 Database &Database::database()
 {
+    if (replacementClient)
+        return *replacementClient;
     static QPointer<Database> shared;
     if (!shared)
         shared = new Database(QStringLiteral("default"), QCoreApplication::instance());
     return *shared;
+}
+
+void Database::setDatabase(Database *replacement)
+{
+    replacementClient = replacement;
 }
 
 DatabaseReference Database::reference()

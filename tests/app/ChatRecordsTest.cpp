@@ -1,9 +1,9 @@
 #include "TestSupport.h"
 
 #include "Common/Extensions/DateExtension.h"
+#include "Common/Firebase/FirebaseNode.h"
 #include "Common/Network/API.h"
 #include "Module/Chat/Model/ChatModels.h"
-#include "Common/Firebase/FirebaseNode.h"
 #include "NotificationAlert/DeviceToken.h"
 
 #include <QTimeZone>

@@ -289,6 +289,14 @@ TEST_F(PartnerAnswers, AFavouriteMarkReportsTheServersText)
     EXPECT_EQ(sentTarget(), "/app/backend/app/users/create_user_favourite");
     EXPECT_EQ(sentParameters(),
               (QVariantMap{{"user_id", "42"}, {"favouriteId", "7"}, {"favourite_status", "0"}}));
+
+    // Only the accepted mark reaches the realtime database.
+    ASSERT_TRUE(databaseServer_.waitForRequests(1));
+    QTest::qWait(200);
+    ASSERT_EQ(databaseServer_.requests().size(), 1);
+    const RecordedRequest &mark = databaseServer_.requests().first();
+    EXPECT_EQ(QString::fromUtf8(mark.method + ' ' + mark.target + ' ' + mark.body),
+              R"(PUT /Favourite/42/7/Favourite.json "0")");
 }
 
 // Answers favourite reads from a fixed table, as the realtime database would.
@@ -332,45 +340,21 @@ TEST_F(FreshSettings, OnlyTheTextOneReadsAsFavourite)
 class PartnerSearchEndToEnd : public LiveBackend
 {
 protected:
-    // Signs up, which leaves this person signed in, and finishes the profile.
-    QString signUp(const QString &name, const QString &gender, double latitude, double longitude)
-    {
-        bool done = false;
-        RegisterationDataManager().register_(
-            {{"email", name.toLower() + "@example.com"},
-             {"password", "pw-" + name},
-             {"register_type", "manual"},
-             {"latitude", latitude},
-             {"longitude", longitude}},
-            std::nullopt, [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
-        EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
-        const QString userId = LoginDefaults().userId().value_or(QString());
-        EXPECT_FALSE(userId.isEmpty()) << name.toStdString();
-        const auto saved = newResult();
-        RegisterProfileDataManager().setUserProfile({{"user_id", userId},
-                                                     {"username", name},
-                                                     {"gender", gender},
-                                                     {"dogs_count", "1"},
-                                                     {"dog_name", "Rex"}},
-                                                    std::nullopt, into(saved));
-        EXPECT_TRUE(waitUntil([&] { return saved->calls > 0; }, 10000));
-        EXPECT_TRUE(saved->success) << saved->message.toStdString();
-        return userId;
-    }
-    void signIn(const QString &name)
-    {
-        bool done = false;
-        LoginDataManager().login(
-            name.toLower() + "@example.com", "pw-" + name,
-            [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
-        EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
-    }
     MessageResult call(const std::function<void(ResultCompletion)> &operation)
     {
         const auto result = newResult();
         operation(into(result));
         EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
         return *result;
+    }
+    // Asked once the app's writes have reached the database.
+    bool isFaveUser(const QString &otherUserId)
+    {
+        EXPECT_TRUE(appDatabase_->waitUntilWritten());
+        std::optional<bool> marked;
+        FindDogDataManager().isFaveUser(otherUserId, [&](bool mark) { marked = mark; });
+        EXPECT_TRUE(waitUntil([&] { return marked.has_value(); }));
+        return marked.value_or(false);
     }
     QStringList rows(const FindDogDataManager &manager) const
     {
@@ -430,6 +414,7 @@ TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture
     EXPECT_TRUE(
         call([&](ResultCompletion done) { search.getFavUsers(anna, "All", done); }).success);
     EXPECT_EQ(rows(search), QStringList{"Ben 27.2 1"});
+    EXPECT_TRUE(isFaveUser(ben)) << "the database mark follows the backend";
     EXPECT_TRUE(
         call([&](ResultCompletion done) { search.fetchallUsers(anna, "male", done); }).success);
     EXPECT_EQ(rows(search), QStringList{"Ben 27.2 1"});
@@ -445,6 +430,7 @@ TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture
         call([&](ResultCompletion done) { search.createFavUser(anna, ben, "0", done); }).success);
     call([&](ResultCompletion done) { search.getFavUsers(anna, "All", done); });
     EXPECT_TRUE(search.userData().isEmpty());
+    EXPECT_FALSE(isFaveUser(ben));
 
     signIn("Cleo");
     EXPECT_TRUE(call([&](ResultCompletion done) {

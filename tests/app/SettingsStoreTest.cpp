@@ -173,25 +173,4 @@ TEST_F(LoginDefaultsStore, UserPreferencesStartFalseAndZeroAndKeepTheirTypes)
                                              {"showCalenderImage", true}}));
 }
 
-TEST_F(LoginDefaultsStore, DeviceTokenGoesToTheSignedInUsersRecordOnceWired)
-{
-    DeviceToken &token = DeviceToken::shared();
-    EXPECT_EQ(token.deviceToken(), QString());
-    QList<std::pair<QString, QString>> writes;
-    token.setDatabaseWriter([&](const QString &userId, const QString &value) {
-        writes.append({userId, value});
-    });
-
-    token.updateDeviceToken(); // no session: nothing to write into
-    LoginDefaults().setUserId(QStringLiteral("4"));
-    token.updateDeviceToken();
-    token.setDeviceToken(QStringLiteral("player-1"));
-    token.updateDeviceToken();
-    token.setDatabaseWriter(nullptr);
-    token.updateDeviceToken(); // not wired: logged, nothing written
-    token.setDeviceToken(QString());
-
-    EXPECT_EQ(writes, (QList<std::pair<QString, QString>>{{"4", ""}, {"4", "player-1"}}));
-}
-
 } // namespace

@@ -1,12 +1,25 @@
 #include "TestSupport.h"
 
+#include "LoginDefaults.h"
+#include "Module/Login/LoginDataManager.h"
+#include "Module/Register/ProfileRegister/RegisterProfileDataManager.h"
+#include "Module/Register/RegisterationDataManager.h"
+#include "Platform/Database.h"
 #include "Platform/UserDefaults.h"
 
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpSocket>
 #include <QTest>
+
+void PrintTo(const QVariant &value, std::ostream *out)
+{
+    const QByteArray wrapped =
+        QJsonDocument(QJsonArray{QJsonValue::fromVariant(value)}).toJson(QJsonDocument::Compact);
+    *out << wrapped.mid(1, wrapped.size() - 2).toStdString();
+}
 
 ScopedEnvironment::ScopedEnvironment(const char *name, const QByteArray &value)
     : name_(name), had_(qEnvironmentVariableIsSet(name)), old_(qgetenv(name))
@@ -170,6 +183,12 @@ void TailwiseServer::stop()
     }
 }
 
+void TailwiseServer::kill()
+{
+    process_.kill();
+    process_.waitForFinished(5000);
+}
+
 bool TailwiseServer::restart()
 {
     const auto port = [](const QByteArray &url) {
@@ -203,14 +222,34 @@ std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageRes
     };
 }
 
+AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app")))
+{
+    Database::setDatabase(client_.get());
+}
+
+AppDatabase::~AppDatabase()
+{
+    Database::setDatabase(nullptr);
+}
+
+bool AppDatabase::waitUntilWritten(int timeoutMs)
+{
+    return waitUntil([this] { return client_->pendingWriteCount() == 0; }, timeoutMs);
+}
+
 void RecordingBackend::SetUp()
 {
     FreshSettings::SetUp();
     backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.url());
+    databaseVariable_ =
+        std::make_unique<ScopedEnvironment>("TAILWISE_DATABASE", databaseServer_.url());
+    appDatabase_ = std::make_unique<AppDatabase>();
 }
 
 void RecordingBackend::TearDown()
 {
+    appDatabase_.reset();
+    databaseVariable_.reset();
     backend_.reset();
     FreshSettings::TearDown();
 }
@@ -221,11 +260,53 @@ void LiveBackend::SetUp()
     ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
     backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
     database_ = std::make_unique<ScopedEnvironment>("TAILWISE_DATABASE", server_.databaseUrl());
+    appDatabase_ = std::make_unique<AppDatabase>();
 }
 
 void LiveBackend::TearDown()
 {
+    appDatabase_.reset();
     database_.reset();
     backend_.reset();
     FreshSettings::TearDown();
+}
+
+QString LiveBackend::signUp(const QString &name, const QString &gender, double latitude,
+                            double longitude)
+{
+    bool done = false;
+    RegisterationDataManager().register_(
+        {{"email", name.toLower() + "@example.com"},
+         {"password", "pw-" + name},
+         {"register_type", "manual"},
+         {"latitude", latitude},
+         {"longitude", longitude}},
+        std::nullopt, [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
+    EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
+    const QString userId = LoginDefaults().userId().value_or(QString());
+    EXPECT_FALSE(userId.isEmpty()) << name.toStdString();
+    const auto saved = std::make_shared<MessageResult>();
+    RegisterProfileDataManager().setUserProfile({{"user_id", userId},
+                                                 {"username", name},
+                                                 {"gender", gender},
+                                                 {"dogs_count", "1"},
+                                                 {"dog_name", "Rex"}},
+                                                std::nullopt, into(saved));
+    EXPECT_TRUE(waitUntil([&] { return saved->calls > 0; }, 10000));
+    EXPECT_TRUE(saved->success) << saved->message.toStdString();
+    return userId;
+}
+
+void LiveBackend::signIn(const QString &name)
+{
+    signIn(name, SessionHooks::standard());
+}
+
+void LiveBackend::signIn(const QString &name, SessionHooks &hooks)
+{
+    bool done = false;
+    LoginDataManager(hooks).login(
+        name.toLower() + "@example.com", "pw-" + name,
+        [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
+    EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
 }

@@ -12,6 +12,8 @@
 #include <QTest>
 #include <QVariantMap>
 
+#include "Platform/Database.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -24,6 +26,9 @@ inline void PrintTo(const QString &text, std::ostream *out)
 {
     *out << '"' << text.toStdString() << '"';
 }
+
+// Values as compact JSON.
+void PrintTo(const QVariant &value, std::ostream *out);
 
 // Sets an environment variable for a scope and restores it afterwards.
 class ScopedEnvironment
@@ -108,7 +113,26 @@ private:
     QList<RecordedRequest> requests_;
 };
 
-// A fresh settings store and the backend address pointing at a recording server.
+// A database client of the test's own, used as the app's client while it lives; it keeps its
+// unsent writes in the test's home.
+class AppDatabase
+{
+public:
+    AppDatabase();
+    ~AppDatabase();
+    AppDatabase(const AppDatabase &) = delete;
+    AppDatabase &operator=(const AppDatabase &) = delete;
+
+    Database &client() { return *client_; }
+    // Until every write made so far has been stored by the server.
+    bool waitUntilWritten(int timeoutMs = 5000);
+
+private:
+    std::unique_ptr<Database> client_;
+};
+
+// A fresh settings store, the backend address pointing at a recording server and the
+// database address at another.
 class RecordingBackend : public FreshSettings
 {
 protected:
@@ -140,7 +164,10 @@ protected:
     }
 
     RecordingServer server_;
+    RecordingServer databaseServer_;
     std::unique_ptr<ScopedEnvironment> backend_;
+    std::unique_ptr<ScopedEnvironment> databaseVariable_;
+    std::unique_ptr<AppDatabase> appDatabase_;
 };
 
 // The real tailwise-server on ephemeral loopback ports with a temporary data directory.
@@ -160,6 +187,8 @@ public:
 
     // Stops the server as SIGTERM does; the data directory stays.
     void stop();
+    // Ends the server with SIGKILL, as a crash or power cut would.
+    void kill();
     // Starts it again on the ports it had, with the same data; false when it did not come up.
     bool restart();
 
@@ -175,6 +204,8 @@ private:
     QString log_;
 };
 
+class SessionHooks;
+
 // A fresh settings store and the backend and database addresses pointing at a real
 // tailwise-server.
 class LiveBackend : public FreshSettings
@@ -183,7 +214,14 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // Signs up through the app, which leaves this person signed in, and finishes the profile
+    // with `name` as the user name. The password is "pw-" + name.
+    QString signUp(const QString &name, const QString &gender, double latitude, double longitude);
+    void signIn(const QString &name);
+    void signIn(const QString &name, SessionHooks &hooks);
+
     TailwiseServer server_;
     std::unique_ptr<ScopedEnvironment> backend_;
     std::unique_ptr<ScopedEnvironment> database_;
+    std::unique_ptr<AppDatabase> appDatabase_;
 };

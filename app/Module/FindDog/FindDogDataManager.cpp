@@ -1,9 +1,11 @@
 #include "Module/FindDog/FindDogDataManager.h"
 
+#include "Common/Firebase/FirebaseNode.h"
 #include "Common/Network/API.h"
 #include "Common/Network/APIManager.h"
 #include "Common/Network/RealtimeReads.h"
 #include "LoginDefaults.h"
+#include "Platform/Database.h"
 
 namespace {
 
@@ -20,6 +22,20 @@ std::optional<QList<User>> usersOf(const QVariantMap &answer)
         users.append(User(row.toMap()));
     }
     return users;
+}
+
+// The mark isFaveUser() reads, kept equal to what the backend accepted.
+void writeFavouriteMark(const QString &userId, const QString &otherUserId, const QString &status)
+{
+    if (userId.isEmpty() || otherUserId.isEmpty())
+        return;
+    Database::database()
+        .reference()
+        .child(FirebaseNode::favourite)
+        .child(userId)
+        .child(otherUserId)
+        .child(FirebaseNode::favourite)
+        .setValue(status);
 }
 
 } // namespace
@@ -73,12 +89,14 @@ void FindDogDataManager::createFavUser(const QString &userId, const QString &fav
         QVariantMap{{QStringLiteral("user_id"), userId},
                     {QStringLiteral("favouriteId"), favouriteId},
                     {QStringLiteral("favourite_status"), favouriteStatus}},
-        [completion](const QVariantMap &answer) {
+        [userId, favouriteId, favouriteStatus, completion](const QVariantMap &answer) {
             const auto message = textField(answer, QStringLiteral("message"));
-            if (isSuccessAnswer(answer))
+            if (isSuccessAnswer(answer)) {
+                writeFavouriteMark(userId, favouriteId, favouriteStatus);
                 completion(true, message.value_or(QString()));
-            else
-                completion(false, message.value_or(QStringLiteral("Data not found!")));
+                return;
+            }
+            completion(false, message.value_or(QStringLiteral("Data not found!")));
         },
         logProfileFailure);
 }

@@ -1,42 +1,55 @@
 #include "Module/Login/SessionHooks.h"
 
+#include "Common/Firebase/FirebaseNode.h"
+#include "Common/Firebase/FirebaseUserHandler.h"
+#include "Module/Chat/Model/ChatModels.h"
+#include "Platform/Database.h"
 #include "Platform/Print.h"
 
 namespace {
 
-class NotWiredHooks final : public SessionHooks
-{
-public:
-    void userDidSignIn(const QString &userId) override
-    {
-        print(QStringLiteral("NotificationAlert: not wired yet; notification record of user %1 "
-                             "not checked")
-                  .arg(userId));
-    }
-    void mirrorSignedInUser(const QVariantMap &userData) override
-    {
-        print(QStringLiteral("FirebaseUserHandler: not wired yet; user %1 not mirrored")
-                  .arg(userData.value(QStringLiteral("user_id")).toString()));
-    }
-    void markUserDeactivated(const QString &userId) override
-    {
-        print(QStringLiteral("FirebaseUserHandler: not wired yet; user %1 not marked "
-                             "deactivated")
-                  .arg(userId));
-    }
-};
-
-NotWiredHooks notWired;
+AppSessionHooks appHooks;
 SessionHooks *installed = nullptr;
 
 } // namespace
 
 SessionHooks &SessionHooks::standard()
 {
-    return installed ? *installed : notWired;
+    return installed ? *installed : appHooks;
 }
 
 void SessionHooks::setStandard(SessionHooks *hooks)
 {
     installed = hooks;
+}
+
+Database &AppSessionHooks::database() const
+{
+    return database_ ? *database_ : Database::database();
+}
+
+void AppSessionHooks::userDidSignIn(const QString &userId)
+{
+    print(QStringLiteral("NotificationAlert: not wired yet; notification record of user %1 "
+                         "not checked")
+              .arg(userId));
+}
+
+void AppSessionHooks::mirrorSignedInUser(const QVariantMap &userData)
+{
+    const QVariantMap info = DSUser(userData).firebaseInfo();
+    if (info.value(QStringLiteral("id")).toString().isEmpty()) {
+        // The backend's answer names no user: there is no record to mirror into.
+        print(QStringLiteral("FirebaseUserHandler: user data without \"user_id\"; not "
+                             "mirrored"));
+        return;
+    }
+    FirebaseUserHandler(database()).mirror(info);
+}
+
+void AppSessionHooks::markUserDeactivated(const QString &userId)
+{
+    const FirebaseUserHandler handler(database());
+    handler.setUserValue(userId, QStringLiteral("activate_status"), QStringLiteral("Deactivate"));
+    handler.setUserValue(userId, FirebaseNode::deviceToken, QString());
 }

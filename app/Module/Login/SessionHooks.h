@@ -3,10 +3,10 @@
 #include <QString>
 #include <QVariantMap>
 
+class Database;
+
 // What follows a backend answer outside the backend: the push-settings hand-over
-// (NotificationAlert), the realtime-database user mirror and the deactivation mark. Those
-// subsystems install their implementation with setStandard(); until one is installed the
-// fallback does nothing but report in the log that the step is not wired.
+// (NotificationAlert), the realtime-database user mirror and the deactivation mark.
 class SessionHooks
 {
 public:
@@ -21,7 +21,25 @@ public:
     // In the user's realtime node: "activate_status" = "Deactivate", "device_token" = "".
     virtual void markUserDeactivated(const QString &userId) = 0;
 
+    // AppSessionHooks on the app's database client unless others are set.
     static SessionHooks &standard();
-    // nullptr restores the fallback. The hooks are not owned.
+    // nullptr restores the app's own. The hooks are not owned.
     static void setStandard(SessionHooks *hooks);
+};
+
+// The mirror and the deactivation mark go to `database` (the app's client when none is
+// given). The push-settings hand-over is not wired yet and says so in the log.
+class AppSessionHooks : public SessionHooks
+{
+public:
+    explicit AppSessionHooks(Database *database = nullptr) : database_(database) {}
+
+    void userDidSignIn(const QString &userId) override;
+    void mirrorSignedInUser(const QVariantMap &userData) override;
+    void markUserDeactivated(const QString &userId) override;
+
+private:
+    Database &database() const;
+
+    Database *database_;
 };

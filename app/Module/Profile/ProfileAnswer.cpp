@@ -1,6 +1,8 @@
 #include "Module/Profile/ProfileAnswer.h"
 
 #include "Common/Network/APIManager.h"
+#include "LoginDefaults.h"
+#include "Module/Login/SessionHooks.h"
 #include "Platform/Print.h"
 
 #include <QBuffer>
@@ -18,6 +20,13 @@ ProfileAnswer::ProfileAnswer(const QVariantMap &answer)
     profile_ = Profile(dictionary_);
 }
 
+void mirrorOwnProfile(const ProfileAnswer &read)
+{
+    // Another user's profile is that user's to publish.
+    if (read.profile() && read.profile()->id == LoginDefaults().userId())
+        SessionHooks::standard().mirrorSignedInUser(read.profileDictionary());
+}
+
 std::function<void(const QVariantMap &)>
 storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultCompletion completion)
 {
@@ -30,6 +39,7 @@ storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultComplet
         }
         print(QStringLiteral("userProfile Result ; ") + describeAnswer(read.profileDictionary()));
         *stored = read.profile();
+        mirrorOwnProfile(read);
         completion(true, profileFetchedMessage);
     };
 }

@@ -31,8 +31,12 @@ private:
 // The text a successful profile read reports; the screens use the stored profile, not it.
 inline const QString profileFetchedMessage = QStringLiteral("Profile fetched");
 
+// The signed-in user's own profile refreshes the user mirror in the realtime database.
+void mirrorOwnProfile(const ProfileAnswer &read);
+
 // The answer handling of a profile read that reports every unusable answer as
-// (false, "Request failed!"): the first object of "data" replaces `stored`.
+// (false, "Request failed!"): the first object of "data" replaces `stored` and is mirrored
+// when it is the signed-in user's.
 std::function<void(const QVariantMap &)>
 storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultCompletion completion);
 

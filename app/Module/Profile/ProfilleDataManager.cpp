@@ -21,6 +21,7 @@ void ProfilleDataManager::fetchProfile(const QString &userId, ResultCompletion c
                 print(QStringLiteral("userProfile Result ; ") +
                       describeAnswer(read.profileDictionary()));
                 *stored = read.profile();
+                mirrorOwnProfile(read);
                 // The realtime node is read once so that it is cached before the screen
                 // shows the profile; its content does not change what the backend said.
                 const QString signedIn = LoginDefaults().userId().value_or(QString());
