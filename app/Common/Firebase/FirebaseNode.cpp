@@ -2,6 +2,8 @@
 
 #include "Common/Extensions/FoundNil.h"
 
+#include <QStringList>
+
 namespace {
 
 qlonglong userNumber(const QString &userId)
@@ -28,4 +30,10 @@ QString conversationId(const QString &firstUserId, const QString &secondUserId)
 QString uniqueChatId(const QString &firstId, const QString &secondId, bool forGroup)
 {
     return forGroup ? secondId : conversationId(firstId, secondId);
+}
+
+QString favouriteMarkPath(const QString &userId, const QString &otherUserId)
+{
+    return QStringList{FirebaseNode::favourite, userId, otherUserId, FirebaseNode::favourite}.join(
+        u'/');
 }

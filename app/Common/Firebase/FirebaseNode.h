@@ -29,3 +29,5 @@ inline const QString status = QStringLiteral("status");
 QString conversationId(const QString &firstUserId, const QString &secondUserId);
 // A group's conversation is keyed by the group's own id, `secondId`.
 QString uniqueChatId(const QString &firstId, const QString &secondId, bool forGroup);
+// Favourite/<userId>/<otherUserId>/Favourite: the mark userId set on otherUserId.
+QString favouriteMarkPath(const QString &userId, const QString &otherUserId);

@@ -46,11 +46,7 @@ public:
         if (answeredForMissingId({userId, otherUserId}, [done] { done(std::nullopt); }))
             return;
         Database::database()
-            .reference()
-            .child(FirebaseNode::favourite)
-            .child(userId)
-            .child(otherUserId)
-            .child(FirebaseNode::favourite)
+            .reference(favouriteMarkPath(userId, otherUserId))
             .getData([userId, otherUserId, done = std::move(done)](
                          const std::optional<QString> &error, const DataSnapshot &mark) {
                 if (error)

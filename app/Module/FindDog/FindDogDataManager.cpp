@@ -29,13 +29,7 @@ void writeFavouriteMark(const QString &userId, const QString &otherUserId, const
 {
     if (userId.isEmpty() || otherUserId.isEmpty())
         return;
-    Database::database()
-        .reference()
-        .child(FirebaseNode::favourite)
-        .child(userId)
-        .child(otherUserId)
-        .child(FirebaseNode::favourite)
-        .setValue(status);
+    Database::database().reference(favouriteMarkPath(userId, otherUserId)).setValue(status);
 }
 
 } // namespace
