@@ -49,6 +49,8 @@ Database::Database(DatabaseOptions options) : options_(std::move(options))
     // Starting from a fresh snapshot and journal means a damaged tail is never appended to.
     generation_ = recovered.lastGeneration + 1;
     writeSnapshot(options_.dir, tree_.root(), appliedSeq_, generation_);
+    durableSeq_ = appliedSeq_;
+    publisher_ = std::thread([this] { publishDurableChanges(); });
     journal_ = std::make_unique<Journal>(options_.dir, generation_, appliedSeq_,
                                          [this](std::uint64_t seq) { dispatch(seq); });
     maintenance_ = std::thread([this] { maintain(); });
@@ -80,6 +82,12 @@ Database::~Database()
     maintenanceWake_.notify_all();
     maintenance_.join();
     journal_.reset();
+    {
+        const std::lock_guard lock(changesMutex_);
+        publisherStopping_ = true;
+    }
+    changesWake_.notify_all();
+    publisher_.join();
 }
 
 Json Database::read(const Path &path)
@@ -103,10 +111,10 @@ std::uint64_t Database::commit(std::vector<std::pair<Path, Json>> writes, bool p
     std::string record = encodeRecord(seq, writes);
     for (const auto &[path, value] : writes)
         tree_.set(path, value);
-    // The change must wait for listeners before the journal may flush its record: the flusher
-    // hands listeners only the changes queued by the time the record is durable, and the
-    // writer is answered right after. Queued later, an acknowledged write's events would sit
-    // here until some other write happened to be flushed.
+    // The change must wait for listeners before the journal may flush its record: the
+    // publisher hands listeners only the changes queued by the time the record is durable,
+    // and the writer is answered right after. Queued later, an acknowledged write's events would
+    // sit here until some other write happened to be flushed.
     {
         const std::lock_guard lock(changesMutex_);
         changes_.push_back({seq, std::move(writes), patch, patchAt});
@@ -274,16 +282,32 @@ void Database::runDisconnectOperations()
 
 void Database::dispatch(std::uint64_t durableSeq)
 {
-    std::deque<Change> ready;
     {
         const std::lock_guard lock(changesMutex_);
-        while (!changes_.empty() && changes_.front().seq <= durableSeq) {
+        durableSeq_ = std::max(durableSeq_, durableSeq);
+    }
+    changesWake_.notify_one();
+}
+
+void Database::publishDurableChanges()
+{
+    std::unique_lock lock(changesMutex_);
+    for (;;) {
+        changesWake_.wait(lock, [&] {
+            return publisherStopping_ || (!changes_.empty() && changes_.front().seq <= durableSeq_);
+        });
+        if (publisherStopping_)
+            return;
+        std::deque<Change> ready;
+        while (!changes_.empty() && changes_.front().seq <= durableSeq_) {
             ready.push_back(std::move(changes_.front()));
             changes_.pop_front();
         }
+        lock.unlock();
+        for (const Change &change : ready)
+            registry_->publish(change);
+        lock.lock();
     }
-    for (const Change &change : ready)
-        registry_->publish(change);
 }
 
 void Database::snapshot()

@@ -85,6 +85,7 @@ private:
     std::uint64_t commit(std::vector<std::pair<Path, Json>> writes, bool patch,
                          const Path &patchAt);
     void dispatch(std::uint64_t durableSeq);
+    void publishDurableChanges();
     void maintain();
     void runDisconnectOperations();
 
@@ -103,8 +104,15 @@ private:
     bool disconnectStopping_ = false;
     std::thread disconnectRunner_;
 
+    // Applied changes wait here until durable; then a thread of their own hands them to the
+    // listeners, so that fan-out to many streams never delays the next journal flush or the
+    // writers waiting for it.
     std::mutex changesMutex_;
-    std::deque<Change> changes_; // applied, waiting to be durable before listeners hear of them
+    std::condition_variable changesWake_;
+    std::deque<Change> changes_;
+    std::uint64_t durableSeq_ = 0;
+    bool publisherStopping_ = false;
+    std::thread publisher_;
 
     std::unique_ptr<Journal> journal_;
     std::mutex snapshotMutex_; // held by snapshot() throughout

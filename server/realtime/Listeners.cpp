@@ -1,6 +1,7 @@
 #include "Listeners.h"
 
 #include <algorithm>
+#include <map>
 
 namespace tailwise::realtime {
 namespace {
@@ -252,26 +253,40 @@ void ListenerRegistry::publish(const Change &change)
         queries.push_back(&listener);
     };
 
+    // Every listener on one location is sent the same bytes: each event is built once per
+    // location and write, not once per listener.
+    std::map<Path, std::string> events;
+    const auto eventFor = [&](const Path &at, const auto &build) -> const std::string & {
+        auto known = events.find(at);
+        if (known == events.end())
+            known = events.emplace(at, build()).first;
+        return known->second;
+    };
+
     if (change.patch) {
         Json children = Json::object();
         for (const auto &[path, value] : change.writes)
             children[path.back()] = render(value);
         atOrAbove(change.patchAt, [&](Listener &listener) {
             if (concerned(listener) && !listener.hasQuery())
-                listener.deliver(
-                    sseEvent("patch", {{"path", relative(change.patchAt, listener.path())},
-                                       {"data", children}}));
+                listener.deliver(eventFor(listener.path(), [&] {
+                    return sseEvent("patch", {{"path", relative(change.patchAt, listener.path())},
+                                              {"data", children}});
+                }));
         });
     }
     for (const auto &[path, value] : change.writes) {
+        events.clear();
         atOrAbove(path, [&](Listener &listener) {
             if (!concerned(listener) || listener.path().size() == path.size())
                 return;
             if (listener.hasQuery())
                 track(listener, path, value);
             else if (!change.patch)
-                listener.deliver(sseEvent(
-                    "put", {{"path", relative(path, listener.path())}, {"data", render(value)}}));
+                listener.deliver(eventFor(listener.path(), [&] {
+                    return sseEvent("put", {{"path", relative(path, listener.path())},
+                                            {"data", render(value)}});
+                }));
         });
         atOrBelow(path, [&](Listener &listener) {
             if (!concerned(listener))
@@ -279,9 +294,11 @@ void ListenerRegistry::publish(const Change &change)
             if (listener.hasQuery())
                 track(listener, path, value);
             else
-                listener.deliver(
-                    sseEvent("put", {{"path", "/"},
-                                     {"data", render(valueBelow(value, path, listener.path()))}}));
+                listener.deliver(eventFor(listener.path(), [&] {
+                    return sseEvent("put",
+                                    {{"path", "/"},
+                                     {"data", render(valueBelow(value, path, listener.path()))}});
+                }));
         });
     }
     std::sort(queries.begin(), queries.end());
