@@ -121,6 +121,8 @@ asio::awaitable<void> connectionLoop(Plan &plan, ConnectionStats &stats)
     closeQuietly(stream);
 }
 
+} // namespace
+
 tcp::resolver::results_type resolveLoopback(asio::io_context &io, const Url &url)
 {
     tcp::resolver resolver(io);
@@ -138,8 +140,6 @@ tcp::resolver::results_type resolveLoopback(asio::io_context &io, const Url &url
     }
     return results;
 }
-
-} // namespace
 
 std::string serializeRequest(const Options &options)
 {

@@ -2,6 +2,7 @@
 
 #include "Histogram.h"
 #include "Options.h"
+#include "server/http/asio.h"
 
 #include <cstdint>
 #include <string>
@@ -22,6 +23,10 @@ struct Summary
     std::uint64_t succeeded() const { return requests - non2xx; }
     double rps() const { return seconds > 0 ? static_cast<double>(requests) / seconds : 0; }
 };
+
+// The addresses of url's host and port; throws std::runtime_error when the host cannot be
+// resolved or any address it resolves to is not loopback.
+net::tcp::resolver::results_type resolveLoopback(net::asio::io_context &io, const Url &url);
 
 // The request exactly as it goes on the wire, serialised once for the whole run.
 std::string serializeRequest(const Options &options);

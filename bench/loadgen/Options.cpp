@@ -51,33 +51,6 @@ bool isToken(std::string_view text)
     });
 }
 
-template <typename Int>
-Int parseInteger(const std::string &flag, const std::string &text, Int min, Int max)
-{
-    Int value{};
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc{} || end != text.data() + text.size() || value < min || value > max)
-        throw UsageError(flag + " needs a whole number from " + std::to_string(min) + " to " +
-                         std::to_string(max) + ", not '" + text + "'");
-    return value;
-}
-
-std::chrono::milliseconds parseSeconds(const std::string &flag, const std::string &text,
-                                       bool allowZero, double max)
-{
-    double value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool inRange =
-        std::isfinite(value) && (allowZero ? value >= 0 : value > 0) && value <= max;
-    if (ec != std::errc{} || end != text.data() + text.size() || !inRange)
-        throw UsageError(flag + " needs seconds " + (allowZero ? "from 0" : "above 0") + " up to " +
-                         std::to_string(static_cast<int>(max)) + ", not '" + text + "'");
-    const auto ms = std::chrono::milliseconds(std::llround(value * 1000));
-    if (!allowZero && ms.count() == 0)
-        throw UsageError(flag + " must be at least 1 ms");
-    return ms;
-}
-
 std::string readBodyFile(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -110,6 +83,22 @@ std::pair<std::string, std::string> parseHeader(const std::string &text)
 }
 
 } // namespace
+
+std::chrono::milliseconds parseSeconds(const std::string &flag, const std::string &text,
+                                       bool allowZero, double max)
+{
+    double value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool inRange =
+        std::isfinite(value) && (allowZero ? value >= 0 : value > 0) && value <= max;
+    if (ec != std::errc{} || end != text.data() + text.size() || !inRange)
+        throw UsageError(flag + " needs seconds " + (allowZero ? "from 0" : "above 0") + " up to " +
+                         std::to_string(static_cast<int>(max)) + ", not '" + text + "'");
+    const auto ms = std::chrono::milliseconds(std::llround(value * 1000));
+    if (!allowZero && ms.count() == 0)
+        throw UsageError(flag + " must be at least 1 ms");
+    return ms;
+}
 
 bool isLoopbackHost(std::string_view host)
 {
@@ -187,13 +176,10 @@ Url parseUrl(std::string_view url)
     return out;
 }
 
-Options parseOptions(const std::vector<std::string> &args)
+std::optional<std::vector<std::pair<std::string, std::string>>>
+splitFlags(const std::vector<std::string> &args, std::initializer_list<std::string_view> known)
 {
-    Options options;
-    bool haveUrl = false;
-    bool haveDuration = false;
-    bool haveBody = false;
-    bool haveBodyFile = false;
+    std::vector<std::pair<std::string, std::string>> flags;
     for (std::size_t i = 0; i < args.size(); ++i) {
         std::string flag = args[i];
         std::optional<std::string> inlineValue;
@@ -201,19 +187,32 @@ Options parseOptions(const std::vector<std::string> &args)
             inlineValue = flag.substr(eq + 1);
             flag.resize(eq);
         }
-        if (flag == "--help" || flag == "-h") {
-            options.help = true;
-            return options;
-        }
-        static constexpr std::string_view known[] = {
-            "--url",          "--method", "--body",        "--body-file",
-            "--content-type", "--header", "--connections", "--duration",
-            "--requests",     "--warmup", "--timeout",     "--threads"};
-        if (std::find(std::begin(known), std::end(known), flag) == std::end(known))
+        if (flag == "--help" || flag == "-h")
+            return std::nullopt;
+        if (std::find(known.begin(), known.end(), flag) == known.end())
             throw UsageError("unknown option '" + flag + "'");
         if (!inlineValue && i + 1 >= args.size())
             throw UsageError(flag + " needs a value");
-        const std::string value = inlineValue ? *inlineValue : args[++i];
+        flags.emplace_back(std::move(flag), inlineValue ? *inlineValue : args[++i]);
+    }
+    return flags;
+}
+
+Options parseOptions(const std::vector<std::string> &args)
+{
+    Options options;
+    bool haveUrl = false;
+    bool haveDuration = false;
+    bool haveBody = false;
+    bool haveBodyFile = false;
+    const auto flags = splitFlags(
+        args, {"--url", "--method", "--body", "--body-file", "--content-type", "--header",
+               "--connections", "--duration", "--requests", "--warmup", "--timeout", "--threads"});
+    if (!flags) {
+        options.help = true;
+        return options;
+    }
+    for (const auto &[flag, value] : *flags) {
 
         if (flag == "--url") {
             options.url = parseUrl(value);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,6 +18,25 @@ struct UsageError : std::runtime_error
 {
     using std::runtime_error::runtime_error;
 };
+
+// Command-line values shared by the generators; both throw UsageError naming the flag.
+template <typename Int>
+Int parseInteger(const std::string &flag, const std::string &text, Int min, Int max)
+{
+    Int value{};
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc{} || end != text.data() + text.size() || value < min || value > max)
+        throw UsageError(flag + " needs a whole number from " + std::to_string(min) + " to " +
+                         std::to_string(max) + ", not '" + text + "'");
+    return value;
+}
+std::chrono::milliseconds parseSeconds(const std::string &flag, const std::string &text,
+                                       bool allowZero, double max);
+
+// The command line as (flag, value) pairs, from "--flag value" and "--flag=value"; every flag
+// must be one of `known`. std::nullopt once --help or -h comes. Throws UsageError.
+std::optional<std::vector<std::pair<std::string, std::string>>>
+splitFlags(const std::vector<std::string> &args, std::initializer_list<std::string_view> known);
 
 struct Url
 {
