@@ -46,17 +46,11 @@ TEST_F(ChatRecords, MessagesReadTheirKindByTheirOwnRuleAndWriteTheTimeOfWriting)
     values["image_pos"] = 3;
     values["isSent"] = true;
     const Message read(DataSnapshot("-Nx1", values));
-    EXPECT_EQ(read.key, "-Nx1");
-    EXPECT_EQ(read.senderId, "7");
-    EXPECT_EQ(read.receiverId, "9");
     EXPECT_EQ(read.message, "");
     EXPECT_EQ(read.messageType, MessageType::audio) << "an unknown kind plays as audio";
     EXPECT_EQ(read.timeStamp, 1772357000000.0);
     EXPECT_EQ(read.imagePostion, 0) << "never read back";
     EXPECT_FALSE(read.sent);
-    EXPECT_EQ(fromRawValue<MessageType>("video"), std::nullopt);
-    EXPECT_EQ(fromRawValue<MessageType>("Text"), std::nullopt);
-    EXPECT_EQ(fromRawValue<MessageType>("image"), MessageType::image);
 
     Message composed("7", "9", "Wuff", "", MessageType::image, "https://x/p.png", 5, 2, true);
     const QVariantMap written = composed.toAnyObject();
@@ -94,12 +88,8 @@ TEST_F(ChatRecordsDeathTest, AStoredMessageMissingARequiredKeyStopsTheApp)
 
 TEST_F(ChatRecords, RecentListEntriesFallBackToDefaultsAndAlwaysWriteText)
 {
-    const ChatUser partial(DataSnapshot("9", QVariantMap{{"_id", "9"},
-                                                         {"last_message", "Bis morgen"},
-                                                         {"age", 4},
-                                                         {"receiverReadStatus", "true"}}));
-    EXPECT_EQ(partial.userId, "9");
-    EXPECT_EQ(partial.lastMessage, "Bis morgen");
+    const ChatUser partial(
+        DataSnapshot("9", QVariantMap{{"age", 4}, {"receiverReadStatus", "true"}}));
     EXPECT_EQ(partial.age, "") << "numbers are not text";
     EXPECT_FALSE(partial.receiverReadStatus) << "only a boolean counts";
     EXPECT_EQ(partial.unreadMessageCount, 0);
@@ -109,9 +99,7 @@ TEST_F(ChatRecords, RecentListEntriesFallBackToDefaultsAndAlwaysWriteText)
                                                  {"receiverReadStatus", true},
                                                  {"message_type", "image"},
                                                  {"timeStamp", 1.0}}));
-    EXPECT_EQ(entry.unreadMessageCount, 3);
     EXPECT_TRUE(entry.receiverReadStatus);
-    EXPECT_EQ(entry.mesageType, "image");
     const QVariantMap written = entry.toAnyObject();
     EXPECT_EQ(written.value("message_type"), "text");
     EXPECT_EQ(written.value("timeStamp").toDouble(), pinnedMs);
@@ -129,27 +117,18 @@ TEST_F(ChatRecords, TheUserMirrorReadsBackendKeysAndWritesDatabaseKeys)
                                   {"profilePic", "ab12.png"},
                                   {"device_token", "stale"},
                                   {"status", "Offline"},
-                                  {"dogs_count", "1"},
-                                  {"dog_name", "Rex"},
                                   {"about", "Walks"},
                                   {"time_stamp", 1700000000000.0}});
     EXPECT_EQ(user.name, "") << "only \"Name\" fills the name";
-    EXPECT_EQ(user.dogcount, "1");
-    EXPECT_EQ(user.lastSeen, 1700000000000.0);
-    EXPECT_EQ(user.firebaseInfo(), (QVariantMap{{"id", "7"},
-                                                {"name", ""},
-                                                {"status", "Online"},
-                                                {"device_token", "player-42"},
-                                                {"profilePic", API::imageBaseURL() + "ab12.png"},
-                                                {"email", "anna@example.com"},
-                                                {"gender", ""},
-                                                {"age", ""},
-                                                {"distance", ""},
-                                                {"aboutstory", "Walks"},
-                                                {"dogcount", "1"},
-                                                {"dogname", "Rex"},
-                                                {"verify_status", ""},
-                                                {"time_stamp", pinnedMs}}));
+    // Which keys the record has and what the backend's fields become is pinned by the mirror
+    // tests against the real database; here what the app puts in of its own.
+    const QVariantMap written = user.firebaseInfo();
+    EXPECT_EQ(written.value("name"), "");
+    EXPECT_EQ(written.value("status"), "Online");
+    EXPECT_EQ(written.value("device_token"), "player-42");
+    EXPECT_EQ(written.value("profilePic"), API::imageBaseURL() + "ab12.png");
+    EXPECT_EQ(written.value("aboutstory"), "Walks");
+    EXPECT_EQ(written.value("time_stamp"), pinnedMs);
     EXPECT_EQ(DSUser(QVariantMap{{"profilePic", "https://lh3.example/p"}}).image(),
               "https://lh3.example/p");
     EXPECT_EQ(DSUser(QVariantMap{}).firebaseInfo().value("profilePic"), "");

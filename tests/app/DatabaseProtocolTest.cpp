@@ -1,4 +1,3 @@
-#include "Platform/DataSnapshot.h"
 #include "Platform/DatabaseTree.h"
 #include "Platform/EventStreamParser.h"
 #include "Platform/PushId.h"
@@ -55,9 +54,6 @@ TEST_P(EventStream, GivesTheSameEventsHoweverTheBytesArrive)
 INSTANTIATE_TEST_SUITE_P(
     Cases, EventStream,
     ::testing::Values(
-        StreamCase{"lf",
-                   "event: put\ndata: {\"path\":\"/\",\"data\":null}\n\n",
-                   {{"put", R"({"path":"/","data":null})"}}},
         StreamCase{"crlf",
                    "event: put\r\ndata: 1\r\n\r\nevent: patch\r\ndata: 2\r\n\r\n",
                    {{"put", "1"}, {"patch", "2"}}},
@@ -136,23 +132,6 @@ TEST(DatabaseTree, EstimatesServerValuesLocally)
                                              {"n", qlonglong(42)},
                                              {"m", qlonglong(5)},
                                              {"odd", QVariantMap{{".sv", "time_stamp"}}}}));
-}
-
-TEST(DataSnapshot, ReadsChildrenInTheQueryOrder)
-{
-    const DataSnapshot snapshot(
-        "list", QVariantMap{{"x", QVariantMap{{"t", 3}}}, {"y", QVariantMap{{"t", 1}}}},
-        QStringList{"t"});
-    QStringList keys;
-    for (const DataSnapshot &child : snapshot.children())
-        keys << child.key();
-    EXPECT_EQ(keys, QStringList({"y", "x"}));
-    EXPECT_EQ(snapshot.childrenCount(), 2);
-    EXPECT_TRUE(snapshot.hasChild("x/t"));
-    EXPECT_FALSE(snapshot.hasChild("z"));
-    EXPECT_EQ(snapshot.childSnapshot("x/t").value().toLongLong(), 3);
-    EXPECT_EQ(snapshot.childSnapshot("x/t").key(), "t");
-    EXPECT_FALSE(DataSnapshot("gone", {}).exists());
 }
 
 // ---- push ids ----

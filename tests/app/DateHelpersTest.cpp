@@ -10,7 +10,6 @@
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
-#include <cmath>
 #include <ctime>
 #include <memory>
 
@@ -93,10 +92,7 @@ TEST_F(DateHelpers, TheSameInstantReadsTheSameWhereverTheMachineIs)
         {"Europe/Berlin", winter, "2019-03-05 02:02:03 PM", "05/03/19", "2019-03-05 14:02:03"},
         {"America/New_York", winter, "2019-03-05 08:02:03 AM", "05/03/19", "2019-03-05 08:02:03"},
         {"Asia/Kolkata", winter, "2019-03-05 06:32:03 PM", "05/03/19", "2019-03-05 18:32:03"},
-        {"UTC", summer, "2019-07-01 10:30:00 PM", "01/07/19", "2019-07-01 22:30:00"},
         {"Europe/Berlin", summer, "2019-07-02 12:30:00 AM", "02/07/19", "2019-07-02 00:30:00"},
-        {"America/New_York", summer, "2019-07-01 06:30:00 PM", "01/07/19", "2019-07-01 18:30:00"},
-        {"Asia/Kolkata", summer, "2019-07-02 04:00:00 AM", "02/07/19", "2019-07-02 04:00:00"},
     };
     for (const Case &c : cases) {
         device(c.zone);
@@ -114,27 +110,15 @@ TEST_F(DateHelpers, TheSameInstantReadsTheSameWhereverTheMachineIs)
     }
 }
 
-TEST_F(DateHelpers, EveryDateFormatWritesItsPatternAndIsFoundByIt)
+TEST_F(DateHelpers, FormatsWriteInTheDeviceZoneAndUnknownPatternsAreRefused)
 {
-    const std::tuple<DateFormat, const char *, const char *> cases[] = {
-        {DateFormat::dateWithTime, "MMM-dd, yyy hh:mma", "Mar-05, 2019 02:02PM"},
-        {DateFormat::dateOnly, "MMM-dd, yyyy", "Mar-05, 2019"},
-        {DateFormat::monthName, "MMMM", "March"},
-        {DateFormat::year, "yyyy", "2019"},
-        {DateFormat::dateTimeForServer, "yyyy-MM-dd HH:mm:ss", "2019-03-05 14:02:03"},
-        {DateFormat::dateOnlyForServer, "yyyy-MM-dd", "2019-03-05"},
-        {DateFormat::ddMMyyHHmm, "dd-MM-yy HH:mm", "05-03-19 14:02"},
-        {DateFormat::timeOnly, "hh:mm a", "02:02 PM"},
-        {DateFormat::dateWithMonth, "MMM dd, yyyy", "Mar 05, 2019"},
-        {DateFormat::hourComponent, "hh a", "02 PM"},
-    };
     device("Europe/Berlin");
-    for (const auto &[format, raw, text] : cases) {
-        EXPECT_EQ(rawValue(format), raw);
-        EXPECT_EQ(fromRawValue<DateFormat>(QString::fromLatin1(raw)), format) << raw;
-        EXPECT_EQ(dateString(utc(2019, 3, 5, 13, 2, 3), format), text) << raw;
-    }
-    for (const char *other : {"dd/MM/yyyy", "", "yyyy-MM-dd ", "YYYY-MM-DD"})
+    const QDateTime instant = utc(2019, 3, 5, 13, 2, 3);
+    // "yyy" and a 12-hour clock without a space before the marker.
+    EXPECT_EQ(dateString(instant, DateFormat::dateWithTime), "Mar-05, 2019 02:02PM");
+    EXPECT_EQ(dateString(instant, DateFormat::ddMMyyHHmm), "05-03-19 14:02");
+    EXPECT_EQ(fromRawValue<DateFormat>(QStringLiteral("hh a")), DateFormat::hourComponent);
+    for (const char *other : {"", "yyyy-MM-dd ", "YYYY-MM-DD"})
         EXPECT_EQ(fromRawValue<DateFormat>(QString::fromLatin1(other)), std::nullopt) << other;
     // Around New Year the year is the device's, not UTC's.
     EXPECT_EQ(dateString(utc(2018, 12, 31, 23, 30, 0), DateFormat::year), "2019");
@@ -146,17 +130,13 @@ TEST_F(DateHelpers, MillisecondsAndSecondsAreNotMixedUp)
 {
     EXPECT_EQ(unixToLocal(1000), "1970-01-01 12:00:01 AM");
     EXPECT_EQ(unixToLocal(1999.9), "1970-01-01 12:00:01 AM");
-    EXPECT_EQ(unixToLcl(QStringLiteral("1000")), "1970-01-01 12:00:01 AM");
     EXPECT_EQ(unixToLcl(QStringLiteral("-1000")), "1969-12-31 11:59:59 PM");
     EXPECT_EQ(unixToLcl(QStringLiteral("+1551790923000")), "2019-03-05 01:02:03 PM");
     const std::pair<const char *, qint64> seconds[] = {
         {"1", 1000},
-        {"1000", 1'000'000},
         {"1.5", 1500},
         {"-1", -1000},
-        {"1e3", 1'000'000},
         {".25", 250},
-        {"1551790923", 1551790923000},
     };
     for (const auto &[text, ms] : seconds)
         EXPECT_EQ(TimeStampToDate(QString::fromLatin1(text)).toMSecsSinceEpoch(), ms) << text;
@@ -165,30 +145,15 @@ TEST_F(DateHelpers, MillisecondsAndSecondsAreNotMixedUp)
 TEST_F(DateHelpers, NowIsStampedInWholeSeconds)
 {
     const QDateTime instant = utc(2019, 3, 5, 13, 2, 3, 789);
-    for (const char *zone : {"UTC", "Europe/Berlin", "America/Los_Angeles"}) {
+    for (const char *zone : {"UTC", "America/Los_Angeles"}) {
         device(zone);
         now(instant);
         EXPECT_EQ(localToUTC(), utc(2019, 3, 5, 13, 2, 3)) << zone;
-        const double stamp = unixTimeStamp();
-        EXPECT_EQ(stamp, 1551790923000.0) << zone;
-        EXPECT_EQ(std::fmod(stamp, 1000.0), 0.0) << zone;
+        EXPECT_EQ(unixTimeStamp(), 1551790923000.0) << zone;
     }
     // And with the real clock.
     setCurrentDateProvider({});
     EXPECT_EQ(QString::number(qint64(unixTimeStamp())).right(3), "000");
-}
-
-TEST_F(DateHelpers, UTCToLocalKeepsTheWallClockTimeInEveryZone)
-{
-    for (const char *zone : {"UTC", "Europe/Berlin", "America/New_York", "Australia/Adelaide"}) {
-        device(zone);
-        EXPECT_EQ(UTCToLocal(QStringLiteral("2019-03-05 01:02:03 PM")), "2019-03-05 01:02:03 PM")
-            << zone;
-        EXPECT_EQ(UTCToLocal(QStringLiteral("2019-03-05 01:02:03 pm")), "2019-03-05 01:02:03 PM")
-            << zone;
-        EXPECT_EQ(UTCToLocal(QStringLiteral("2019-07-01 12:00:00 AM")), "2019-07-01 12:00:00 AM")
-            << zone;
-    }
 }
 
 TEST_F(DateHelpers, ServerDatesAreCheckedStrictly)
@@ -196,28 +161,23 @@ TEST_F(DateHelpers, ServerDatesAreCheckedStrictly)
     const std::pair<const char *, bool> cases[] = {
         {"2019-03-05 13:02:03", true},
         {"2020-02-29 00:00:00", true},
-        {"2019-12-31 23:59:59", true},
         {"2019-02-29 00:00:00", false},
-        {"2019-13-01 00:00:00", false},
         {"2019-03-05 24:00:00", false},
-        {"2019-03-05", false},
         {"2019-03-05 13:02:03 PM", false},
         {"2019-03-05T13:02:03", false},
-        {"2019-3-5 13:02:03", false},
         {"", false},
-        {"yesterday", false},
     };
     for (const auto &[text, valid] : cases)
         EXPECT_EQ(isValidDate(QString::fromLatin1(text)), valid) << text;
 
+    // Converting between texts keeps the wall-clock time, whatever the device's zone.
     for (const char *zone : {"UTC", "Europe/Berlin", "America/New_York"}) {
         device(zone);
         const QString server = QStringLiteral("2019-03-05 14:02:03");
         EXPECT_EQ(convertDate(server, DateFormat::dateTimeForServer, DateFormat::dateWithTime),
                   "Mar-05, 2019 02:02PM")
             << zone;
-        EXPECT_EQ(convertDate(server, DateFormat::dateTimeForServer, DateFormat::ddMMyyHHmm),
-                  "05-03-19 14:02")
+        EXPECT_EQ(UTCToLocal(QStringLiteral("2019-03-05 01:02:03 pm")), "2019-03-05 01:02:03 PM")
             << zone;
     }
     device("Europe/Berlin");
@@ -238,7 +198,6 @@ TEST_F(DateHelpers, CountdownInDaysAndHours)
     const Case cases[] = {
         {noon, "2019-03-07 15:30:00", "Event", "2 day(s) and 3 hour(s) for Event"},
         {noon, "2019-03-05 17:59:59", "Task", "5 hour(s) for Task"}, // seconds are dropped
-        {noon, "2019-03-05 12:30:00", "Task", "0 hour(s) for Task"},
         {noon, "2019-03-05 09:00:00", "Event", "-3 hour(s) for Event"},
         {noon, "2019-03-04 10:00:00", "Event", "Event Ended!"},
         {noon, "2019-03-04 10:00:00", "Task", "Task Expired!"},
@@ -264,15 +223,12 @@ TEST_F(DateHelpers, MessageTimeWordsHowLongAgoInBothLanguages)
     };
     const Case cases[] = {
         {-30, "Just Now", "Just Now"},
-        {0, "Just Now", "Just Now"},
         {59, "Just Now", "Just Now"},
         {60, "1 min(s) ago", "Vor 1 min"},
-        {61, "1 min(s) ago", "Vor 1 min"},
         {3599, "59 min(s) ago", "Vor 59 min"},
         {3600, "Today 01:02 PM", "Heute 01:02 PM"},
         {86399, "Today 02:02 PM", "Heute 02:02 PM"},
         {86400, "Yesterday 02:02 PM", "Gestern 02:02 PM"},
-        {172799, "Yesterday 02:02 PM", "Gestern 02:02 PM"},
         {172800, "Mar 3, 2019, 2:02 PM", "vorgestern, 2:02 PM"},
         {259200, "Mar 2, 2019, 2:02 PM", "02.03.2019, 2:02 PM"},
     };
@@ -320,19 +276,14 @@ TEST_F(DateHelpersDeathTest, TextThatIsNoTimeStopsTheApp)
         {"firebase date", [] { TimeStampFirebase().date(QStringLiteral("yesterday")); }},
         {"24-hour text", [] { UTCToLocal(QStringLiteral("2019-03-05 13:02:03")); }},
         {"fraction", [] { unixToLcl(QStringLiteral("12.5")); }},
-        {"space", [] { unixToLcl(QStringLiteral(" 12")); }},
         {"overflow", [] { unixToLcl(QStringLiteral("99999999999999999999")); }},
         {"no number", [] { TimeStampToDate(QStringLiteral("abc")); }},
-        {"not a number", [] { TimeStampToDate(QStringLiteral("nan")); }},
         {"empty", [] { TimeStampToDate(QString()); }},
         {"no such day",
          [] {
              convertDate(QStringLiteral("2019-02-30 10:00:00"), DateFormat::dateTimeForServer,
                          DateFormat::dateOnly);
          }},
-        {"other pattern",
-         [] { date(QStringLiteral("05/03/2019"), DateFormat::dateOnlyForServer); }},
-        {"message time", [] { messageTime(QStringLiteral("2019-03-05 13:02")); }},
         {"countdown", [] { getRemainingTime(QStringLiteral("soon"), QStringLiteral("Event")); }},
     };
     for (const auto &[what, call] : cases)

@@ -5,12 +5,10 @@
 #include "NotificationAlert/DeviceToken.h"
 #include "Platform/SignInKits.h"
 #include "Platform/UserDefaults.h"
-#include "UserPreferences.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QJsonDocument>
 #include <QProcess>
 #include <QTest>
 
@@ -98,29 +96,15 @@ TEST_F(UserDefaultsStore, AWriterKilledMidWriteLeavesACompleteStore)
 
 using LoginDefaultsStore = FreshSettings;
 
-TEST_F(LoginDefaultsStore, StoresEachPropertyUnderItsKey)
+TEST_F(LoginDefaultsStore, UnsettingAPropertyRemovesItsKey)
 {
     LoginDefaults defaults;
-    defaults.setUserId(QStringLiteral("4"));
-    defaults.setUserToken(QStringLiteral("t"));
-    defaults.setUserName(QStringLiteral("Anna"));
-    defaults.setSwitchState(QStringLiteral("on"));
     defaults.setLedColour(3);
-    defaults.setReason(2);
-    EXPECT_EQ(storedSettings(), (QVariantMap{{"userId", "4"},
-                                             {"userToken", "t"},
-                                             {"userName", "Anna"},
-                                             {"switchState", "on"},
-                                             {"LedColour", 3},
-                                             {"SelectedReason", 2}}));
-    // A second instance reads the same store.
-    EXPECT_EQ(LoginDefaults().userName(), "Anna");
-    EXPECT_EQ(LoginDefaults().ledColour(), 3);
-
+    defaults.setUserName(QStringLiteral("Anna"));
+    EXPECT_EQ(LoginDefaults().ledColour(), 3) << "every instance reads the same store";
     defaults.setLedColour(std::nullopt);
     defaults.setUserName(std::nullopt);
-    EXPECT_FALSE(storedSettings().contains("LedColour"));
-    EXPECT_FALSE(storedSettings().contains("userName"));
+    EXPECT_EQ(storedSettings(), QVariantMap());
     EXPECT_EQ(defaults.ledColour(), 0);
     EXPECT_EQ(defaults.userName(), std::nullopt);
 }
@@ -128,49 +112,23 @@ TEST_F(LoginDefaultsStore, StoresEachPropertyUnderItsKey)
 TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus)
 {
     LoginDefaults defaults;
-    defaults.setUserId(QStringLiteral("4"));
-    defaults.setUserToken(QStringLiteral("t"));
     defaults.setUserName(QStringLiteral("Anna"));
     defaults.setLedColour(1);
     defaults.setReason(5);
     defaults.setSwitchState(QStringLiteral("on"));
     UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
-    UserDefaults::standard().setString(QStringLiteral("en"), Constants::userDefaults::languagecode);
     GIDSignIn::sharedInstance().setCurrentUser(QStringLiteral("anna@example.com"));
     AccessToken::setCurrent(QStringLiteral("fb-token"));
 
     defaults.logOut();
 
     EXPECT_EQ(storedSettings(),
-              (QVariantMap{
-                  {"switchState", "on"}, {"RegisterStatus", "Success"}, {"languageCode", "en"}}));
+              (QVariantMap{{"switchState", "on"}, {"RegisterStatus", "Success"}}));
     EXPECT_EQ(GIDSignIn::sharedInstance().currentUser(), std::nullopt);
     EXPECT_EQ(AccessToken::current(), std::nullopt);
 
     defaults.swtichOff();
-    EXPECT_EQ(storedSettings(),
-              (QVariantMap{{"RegisterStatus", "Success"}, {"languageCode", "en"}}));
-}
-
-TEST_F(LoginDefaultsStore, UserPreferencesStartFalseAndZeroAndKeepTheirTypes)
-{
-    UserPreferences &preferences = UserPreferences::shared();
-    EXPECT_EQ(preferences.feedsBadgeCount(), 0);
-    EXPECT_FALSE(preferences.taskTutorialShown());
-    EXPECT_FALSE(preferences.eventTutorialShown());
-    EXPECT_FALSE(preferences.eventImageTutorialShown());
-    EXPECT_FALSE(preferences.showCalenderImage());
-
-    preferences.setFeedsBadgeCount(4);
-    preferences.setTaskTutorialShown(true);
-    preferences.setEventTutorialShown(false);
-    preferences.setEventImageTutorialShown(true);
-    preferences.setShowCalenderImage(true);
-    EXPECT_EQ(storedSettings(), (QVariantMap{{"feedBadgeCount", 4},
-                                             {"showTaskTutorial", true},
-                                             {"showEventTutorial", false},
-                                             {"shownEventImageTutorial", true},
-                                             {"showCalenderImage", true}}));
+    EXPECT_EQ(storedSettings(), (QVariantMap{{"RegisterStatus", "Success"}}));
 }
 
 } // namespace

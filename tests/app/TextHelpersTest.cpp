@@ -14,64 +14,39 @@ namespace {
 TEST(EmailAddresses, WholeAddressesMatchCaseInsensitively)
 {
     const char *const valid[] = {
-        "a@b.co",
-        "A@B.CO",
         "simple@example.com",
-        "very.common@example.com",
         "disposable.style.email.with+symbol@example.com",
         "other.email-with-hyphen@example.com",
-        "fully-qualified-domain@example.com",
-        "user.name+tag+sorting@example.com",
-        "x@example.com",
-        "example-indeed@strange-example.com",
-        "example@s.example",
-        "mailhost!username@example.org",
         "user%example.com@example.org",
-        "user-@example.org",
         "_______@example.com",
-        "1234567890@example.com",
         "email@example.co.jp",
-        "firstname-lastname@example.com",
         "Firstname.Lastname@Example.COM",
         "#!$%&'*+-/=?^_`{}|~@example.org",
         "\"john..doe\"@example.org",
         "postmaster@[123.123.123.123]",
-        "user@[255.255.255.255]",
         "email@123.123.123.123",
         "user@[1.2.3.tag:x]", // the address-literal tag form after three dotted numbers
     };
     const char *const invalid[] = {
         "",
         "plainaddress",
-        "Abc.example.com",
         "A@b@c@example.com",
         "@example.com",
         "email@",
-        "a\"b(c)d,e:f;g<h>i[j\\k]l@example.com",
         "just\"not\"right@example.com",
-        "this is\"not\\allowed@example.com",
-        "this\\ still\\\"not\\\\allowed@example.com",
         "i.like.underscores@but_they_are_not_allowed_in_this_part",
-        "#@%^%#$@#$@#.com",
         "Joe Smith <email@example.com>",
-        "email@example.com (Joe Smith)",
         ".email@example.com",
-        "email.@example.com",
         "email..email@example.com",
         "email@-example.com",
-        "email@example-.com",
         "email@example..com",
         "email@example", // a single label, "admin@mailserver1" in the lists, is not accepted
-        "a@localhost",
         // Quoted spaces, allowed by the standard, are not.
         "\" \"@example.org",
-        "\"very.(),:;<>[]\\\".VERY.\\\"very@\\\\ \\\"very\\\".unusual\"@strange.example.com",
         "postmaster@[IPv6:2001:db8::1]",
         "user@[300.1.1.1]",
         " a@b.co",
-        "a@b.co ",
         "a@b.co\n",
-        "\xe3\x81\x82@example.com",
         "user@\xc3\xa9xample.com",
     };
     for (const char *address : valid)
@@ -90,18 +65,12 @@ TEST(HexColours, ByTheNumberOfDigits)
     const Case cases[] = {
         {"#FFF", 255, 255, 255, 255},
         {"fff", 255, 255, 255, 255},
-        {"#A1c", 0xAA, 0x11, 0xCC, 255},
         {"  #abc  ", 0xAA, 0xBB, 0xCC, 255},
-        {"#E3E3E3", 0xE3, 0xE3, 0xE3, 255},
         {"#007AFF", 0x00, 0x7A, 0xFF, 255},
         {"80FF0000", 255, 0, 0, 128},
-        {"#00000000", 0, 0, 0, 0},
-        {"#FFFFFFFF", 255, 255, 255, 255},
         {"12345", 0, 0, 0, 255},
         {"#1234567", 0, 0, 0, 255},
-        {"123456789", 0, 0, 0, 255},
         {"", 0, 0, 0, 255},
-        {"#", 0, 0, 0, 255},
         // The digits are read up to the first character that is none; the length still
         // counts them all.
         {"#F0Z", 0, 255, 0, 255},
@@ -127,9 +96,7 @@ TEST(TextHelpers, TrimmingAndEmptiness)
         EXPECT_EQ(trimmed(text), expected) << text.toStdString();
         EXPECT_EQ(isEmpty(text), empty) << text.toStdString();
     }
-    EXPECT_FALSE(passWordNotMatch(QStringLiteral("Secret1"), QStringLiteral("Secret1")));
     EXPECT_TRUE(passWordNotMatch(QStringLiteral("Secret1"), QStringLiteral("secret1")));
-    EXPECT_TRUE(passWordNotMatch(QStringLiteral("Secret1"), QStringLiteral("Secret1 ")));
 }
 
 TEST(TextHelpers, SubstringCountsWhatTheReaderSees)
@@ -139,9 +106,7 @@ TEST(TextHelpers, SubstringCountsWhatTheReaderSees)
         {QStringLiteral("Hello"), 0, 99, QStringLiteral("Hello")},
         {QStringLiteral("Hello"), -2, 2, QStringLiteral("He")},
         {QStringLiteral("Hello"), 3, 1, QString()},
-        {QStringLiteral("Hello"), 5, 9, QString()},
         {QStringLiteral(u"a👍🏽b"), 1, 2, QStringLiteral(u"👍🏽")},
-        {QStringLiteral(u"a👍🏽b"), 2, 3, QStringLiteral("b")},
         {QStringLiteral(u"e\u0301tat"), 0, 1, QStringLiteral(u"e\u0301")},
     };
     for (const auto &[text, from, to, expected] : cases)
@@ -155,7 +120,6 @@ TEST(TextHelpers, TextSizeGrowsWithTextLinesAndFont)
     QFont larger = font;
     larger.setPixelSize(28);
     const QSizeF one = textSize(QStringLiteral("Rex"), font);
-    EXPECT_GT(one.width(), 0);
     EXPECT_GT(textSize(QStringLiteral("Rex and Bella"), font).width(), one.width());
     EXPECT_NEAR(textSize(QStringLiteral("Rex\nBella"), font).height(), 2 * one.height(), 2);
     EXPECT_GT(textSize(QStringLiteral("Rex"), larger).height(), one.height() * 1.5);
