@@ -2,23 +2,14 @@
 // a write that was not acknowledged, half applied.
 
 #include "RealtimeSupport.h"
+#include "ServerProcess.h"
 #include "realtime/Journal.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <fstream>
-#include <regex>
 #include <thread>
-
-extern char **environ;
 
 using namespace tailwise;
 using namespace tailwise::test;
@@ -145,78 +136,13 @@ TEST(RealtimeDurability, ADamagedLastRecordIsDroppedAndDamageBeforeItIsFatal)
 
 // ---- The program, killed in the middle of a storm of writes ------------------------------
 
-class ServerProcess
+// The program on ephemeral ports over `dataDir`; stderr goes to `errorLog`.
+ServerProcess startServer(const fs::path &dataDir, const fs::path &errorLog)
 {
-public:
-    ServerProcess(const fs::path &dataDir, const fs::path &errorLog)
-    {
-        int out[2];
-        if (::pipe2(out, O_CLOEXEC) != 0)
-            throw std::runtime_error("pipe failed");
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorLog.c_str(),
-                                         O_WRONLY | O_CREAT | O_APPEND, 0644);
-        std::vector<std::string> args = {
-            TAILWISE_SERVER_BINARY, "--database-port", "0", "--backend-port", "0",
-            "--data-dir",           dataDir.string()};
-        std::vector<char *> argv;
-        for (auto &arg : args)
-            argv.push_back(arg.data());
-        argv.push_back(nullptr);
-        const int spawned = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(out[1]);
-        stdout_ = out[0];
-        if (spawned != 0)
-            throw std::runtime_error("cannot start " + args[0]);
-    }
-    ~ServerProcess()
-    {
-        kill();
-        ::close(stdout_);
-    }
-
-    // The database's endpoint from the announcement on stdout; nullopt when none comes in time.
-    std::optional<net::tcp::endpoint> database(std::chrono::milliseconds timeout)
-    {
-        const auto deadline = Clock::now() + timeout;
-        std::string line;
-        const std::regex announcement(R"(database listening on http://127\.0\.0\.1:(\d+))");
-        while (Clock::now() < deadline) {
-            pollfd ready{stdout_, POLLIN, 0};
-            if (::poll(&ready, 1, 50) <= 0)
-                continue;
-            char c = 0;
-            if (::read(stdout_, &c, 1) != 1)
-                return std::nullopt;
-            if (c != '\n') {
-                line += c;
-                continue;
-            }
-            std::smatch port;
-            if (std::regex_match(line, port, announcement))
-                return net::tcp::endpoint{net::asio::ip::make_address("127.0.0.1"),
-                                          static_cast<unsigned short>(std::stoi(port[1]))};
-            line.clear();
-        }
-        return std::nullopt;
-    }
-
-    void kill()
-    {
-        if (pid_ <= 0)
-            return;
-        ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, nullptr, 0);
-        pid_ = -1;
-    }
-
-private:
-    pid_t pid_ = -1;
-    int stdout_ = -1;
-};
+    return ServerProcess({TAILWISE_SERVER_BINARY, "--database-port", "0", "--backend-port", "0",
+                          "--push-port", "0", "--data-dir", dataDir.string()},
+                         errorLog);
+}
 
 Json stormValue(int writer, int i)
 {
@@ -230,8 +156,8 @@ TEST(RealtimeDurability, KillNineMidStormKeepsEveryAcknowledgedWriteAndNoHalfWri
     constexpr int writers = 6;
     std::vector<std::vector<int>> acknowledged(writers);
     {
-        ServerProcess server(dir.path() / "data", errorLog);
-        const auto endpoint = server.database(10s);
+        ServerProcess server = startServer(dir.path() / "data", errorLog);
+        const auto endpoint = server.listeningEndpoint("database", 10s);
         ASSERT_TRUE(endpoint) << "no database announcement";
 
         std::atomic<int> total{0};
@@ -265,8 +191,8 @@ TEST(RealtimeDurability, KillNineMidStormKeepsEveryAcknowledgedWriteAndNoHalfWri
         ASSERT_GE(total.load(), 400) << "the storm never got going";
     }
 
-    ServerProcess server(dir.path() / "data", errorLog);
-    const auto endpoint = server.database(10s);
+    ServerProcess server = startServer(dir.path() / "data", errorLog);
+    const auto endpoint = server.listeningEndpoint("database", 10s);
     ASSERT_TRUE(endpoint) << "no restart";
     const HttpReply stored = HttpClient(*endpoint).get("/storm.json");
     ASSERT_EQ(stored.status, 200u) << stored;

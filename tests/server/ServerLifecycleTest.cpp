@@ -1,21 +1,14 @@
 // Starting, stopping and restarting the stack, in-process and as the tailwise-server program.
 
+#include "ServerProcess.h"
 #include "TestServer.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
-#include <regex>
-#include <thread>
-
-extern char **environ;
 
 using namespace tailwise::test;
 using Clock = std::chrono::steady_clock;
@@ -78,85 +71,6 @@ TEST(Lifecycle, StopReturnsPromptlyWithIdleConnectionsOpen)
 
 // ---- The program -------------------------------------------------------------------------
 
-// The spawned server, killed if a test leaves it running.
-class ServerProcess
-{
-public:
-    ServerProcess(const std::vector<std::string> &args, const std::filesystem::path &errorLog)
-    {
-        int out[2];
-        if (::pipe2(out, O_CLOEXEC) != 0)
-            throw std::runtime_error("pipe failed");
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorLog.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        std::vector<char *> argv;
-        for (const auto &arg : args)
-            argv.push_back(const_cast<char *>(arg.c_str()));
-        argv.push_back(nullptr);
-        const int spawned = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(out[1]);
-        stdout_ = out[0];
-        if (spawned != 0) {
-            ::close(stdout_);
-            throw std::runtime_error(std::string("cannot start ") + argv[0]);
-        }
-    }
-    ~ServerProcess()
-    {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        ::close(stdout_);
-    }
-
-    // One line of standard output; empty when none arrives in time.
-    std::string readLine(std::chrono::milliseconds timeout)
-    {
-        const auto deadline = Clock::now() + timeout;
-        std::string line;
-        while (Clock::now() < deadline) {
-            pollfd ready{stdout_, POLLIN, 0};
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-            if (::poll(&ready, 1, static_cast<int>(std::max<long>(left.count(), 1))) <= 0)
-                break;
-            char c = 0;
-            if (::read(stdout_, &c, 1) != 1)
-                break;
-            if (c == '\n')
-                return line;
-            line += c;
-        }
-        return {};
-    }
-
-    void signal(int number) { ::kill(pid_, number); }
-
-    // The wait status, or nullopt when the process is still running after `timeout`.
-    std::optional<int> wait(std::chrono::milliseconds timeout)
-    {
-        const auto deadline = Clock::now() + timeout;
-        do {
-            int status = 0;
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                pid_ = -1;
-                return status;
-            }
-            std::this_thread::sleep_for(10ms);
-        } while (Clock::now() < deadline);
-        return std::nullopt;
-    }
-
-private:
-    pid_t pid_ = -1;
-    int stdout_ = -1;
-};
-
 std::string fileText(const std::filesystem::path &path)
 {
     std::ifstream in(path);
@@ -171,16 +85,10 @@ TEST(ServerProgram, ServesOnAFreePortAndExitsCleanlyOnSigterm)
                           "--push-port", "0", "--data-dir", (dir.path() / "data").string()},
                          errorLog);
 
-    const std::string line = server.readLine(10s);
-    std::smatch port;
-    ASSERT_TRUE(std::regex_match(line, port,
-                                 std::regex(R"(backend listening on http://127\.0\.0\.1:(\d+))")))
-        << "first line: '" << line << "'\n"
-        << fileText(errorLog);
-    const tailwise::net::tcp::endpoint endpoint{tailwise::net::asio::ip::make_address("127.0.0.1"),
-                                                static_cast<unsigned short>(std::stoi(port[1]))};
+    const auto endpoint = server.listeningEndpoint("backend", 10s);
+    ASSERT_TRUE(endpoint) << "no backend announcement\n" << fileText(errorLog);
 
-    HttpClient client(endpoint);
+    HttpClient client(*endpoint);
     const auto registered = client.post(TestServer::api("register"),
                                         {{"email", "ann@example.com"}, {"password", "secret-1"}});
     EXPECT_TRUE(registered.succeeded()) << registered;
