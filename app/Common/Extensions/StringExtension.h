@@ -9,6 +9,8 @@
 
 // Without leading and trailing whitespace and line breaks.
 QString trimmed(const QString &text);
+// The value of one hexadecimal digit, either case; -1 for any other character.
+int hexDigitValue(QChar c);
 // Whether nothing but whitespace is left.
 bool isEmpty(const QString &text);
 // Whether a password and its repetition differ.

@@ -1,20 +1,10 @@
 #include "Common/Extensions/StringsTable.h"
 
+#include "Common/Extensions/StringExtension.h"
+
 #include <QStringDecoder>
 
 namespace {
-
-int hexDigit(QChar c)
-{
-    const char16_t u = c.unicode();
-    if (u >= u'0' && u <= u'9')
-        return u - u'0';
-    if (u >= u'a' && u <= u'f')
-        return u - u'a' + 10;
-    if (u >= u'A' && u <= u'F')
-        return u - u'A' + 10;
-    return -1;
-}
 
 class Parser
 {
@@ -100,7 +90,7 @@ private:
     {
         char16_t unit = 0;
         for (int digit = 0; digit < 4; ++digit) {
-            const int value = atEnd() ? -1 : hexDigit(peek());
+            const int value = atEnd() ? -1 : hexDigitValue(peek());
             if (value < 0)
                 return fail(QStringLiteral("\\U needs four hexadecimal digits"));
             unit = static_cast<char16_t>(unit * 16 + value);

@@ -3,6 +3,7 @@
 #include "Common/Extensions/DateExtension.h"
 #include "Common/Extensions/FoundNil.h"
 #include "Common/Extensions/Localizable.h"
+#include "Common/Extensions/StringExtension.h"
 #include "Constants.h"
 #include "Platform/Print.h"
 #include "Platform/UserDefaults.h"
@@ -126,14 +127,7 @@ QColor colorFromHexString(const QString &hexString)
     auto digit = [&hex](qsizetype index) {
         if (index >= hex.size())
             return -1;
-        const char16_t c = hex.at(index).unicode();
-        if (c >= u'0' && c <= u'9')
-            return c - u'0';
-        if (c >= u'a' && c <= u'f')
-            return c - u'a' + 10;
-        if (c >= u'A' && c <= u'F')
-            return c - u'A' + 10;
-        return -1;
+        return hexDigitValue(hex.at(index));
     };
     if (hex.size() > 2 && hex.at(0) == u'0' && (hex.at(1) == u'x' || hex.at(1) == u'X') &&
         digit(2) >= 0)
