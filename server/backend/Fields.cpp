@@ -1,5 +1,6 @@
 #include "Fields.h"
 
+#include "../http/Json.h"
 #include "../http/Multipart.h"
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -11,35 +12,9 @@
 namespace tailwise::backend {
 namespace {
 
+// Our bodies are flat; a shallow cap keeps hostile nesting away from everything that
+// recurses over a value.
 constexpr std::size_t maxJsonDepth = 32;
-
-// nlohmann::json parses and destroys nested values recursively; a body of a million '['
-// would exhaust the stack. Our bodies are flat, so a shallow cap costs nothing.
-bool nestingWithin(std::string_view body, std::size_t limit)
-{
-    std::size_t depth = 0;
-    bool inString = false;
-    bool escaped = false;
-    for (const char c : body) {
-        if (inString) {
-            if (escaped)
-                escaped = false;
-            else if (c == '\\')
-                escaped = true;
-            else if (c == '"')
-                inString = false;
-            continue;
-        }
-        if (c == '"')
-            inString = true;
-        else if (c == '[' || c == '{') {
-            if (++depth > limit)
-                return false;
-        } else if ((c == ']' || c == '}') && depth > 0)
-            --depth;
-    }
-    return true;
-}
 
 std::string mediaType(std::string_view contentType)
 {
@@ -90,14 +65,14 @@ Fields Fields::fromJson(std::string_view body)
     Fields fields;
     if (trimmed(body).empty())
         return fields;
-    if (!nestingWithin(body, maxJsonDepth))
+    if (!net::nestingWithin(body, maxJsonDepth))
         throw BadRequest("Request body is nested too deeply.");
-    auto parsed = nlohmann::json::parse(body, nullptr, false);
-    if (parsed.is_discarded())
+    auto parsed = net::parseJson(body, maxJsonDepth);
+    if (!parsed)
         throw BadRequest("Request body is not valid JSON.");
-    if (!parsed.is_object())
+    if (!parsed->is_object())
         throw BadRequest("Request body must be a JSON object.");
-    fields.values_ = std::move(parsed);
+    fields.values_ = std::move(*parsed);
     return fields;
 }
 

@@ -41,6 +41,11 @@ bool isQuietDisconnect(const beast::error_code &ec)
 
 } // namespace
 
+std::string peerAddress(const Request &request)
+{
+    return std::string(request[peerHeader]);
+}
+
 bool acceptableTarget(std::string_view target, std::size_t maxBytes)
 {
     if (target.empty() || target.size() > maxBytes || target.front() != '/')
@@ -61,8 +66,10 @@ public:
     {
         beast::error_code ec;
         const auto peer = stream_.socket().remote_endpoint(ec);
-        if (!ec)
-            remote_ = peer.address().to_string() + ':' + std::to_string(peer.port());
+        if (!ec) {
+            peer_ = peer.address().to_string();
+            remote_ = peer_ + ':' + std::to_string(peer.port());
+        }
     }
 
     awaitable<void> run();
@@ -96,6 +103,7 @@ private:
     HttpServer &server_;
     beast::tcp_stream stream_;
     beast::flat_buffer buffer_;
+    std::string peer_ = "?";
     std::string remote_ = "?";
     bool stopping_ = false;
     bool waitingForRequest_ = false;
@@ -148,6 +156,7 @@ awaitable<void> HttpServer::Session::run()
         }
 
         Request request = parser.release();
+        request.set(peerHeader, peer_);
         const std::string method(request.method_string());
         const std::string target(request.target());
 

@@ -123,6 +123,11 @@ private:
     std::unordered_map<Session *, std::weak_ptr<Session>> sessions_;
 };
 
+// The client's address as the server saw it, set on every request a handler receives (any
+// value the client sent under the same name is replaced). Rate limits key on it.
+inline constexpr std::string_view peerHeader = "X-Tailwise-Peer";
+std::string peerAddress(const Request &request);
+
 // True when a request target is an origin-form path we are willing to route.
 bool acceptableTarget(std::string_view target, std::size_t maxBytes);
 

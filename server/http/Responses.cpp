@@ -1,5 +1,7 @@
 #include "Responses.h"
 
+#include "Json.h"
+
 namespace tailwise::net {
 
 Response makeResponse(const Request &request, http::status status, std::string body,
@@ -16,7 +18,7 @@ Response makeResponse(const Request &request, http::status status, std::string b
 
 Response makeJson(const Request &request, http::status status, const nlohmann::json &body)
 {
-    return makeResponse(request, status, body.dump(), "application/json");
+    return makeResponse(request, status, dumpJson(body), "application/json");
 }
 
 Response makeJson(unsigned version, http::status status, const nlohmann::json &body)
@@ -25,7 +27,7 @@ Response makeJson(unsigned version, http::status status, const nlohmann::json &b
     response.set(http::field::server, "tailwise-server");
     response.set(http::field::content_type, "application/json");
     response.keep_alive(false);
-    response.body() = body.dump();
+    response.body() = dumpJson(body);
     response.prepare_payload();
     return response;
 }
