@@ -97,6 +97,7 @@ private:
                                std::chrono::steady_clock::time_point started);
     awaitable<void> watchPeer(std::shared_ptr<Session> self);
     void wakeStream();
+    void abortStream();
     void log(std::string_view method, std::string_view target, const Response &response,
              std::chrono::steady_clock::time_point started);
 
@@ -259,34 +260,45 @@ awaitable<void> HttpServer::Session::streamBody(StreamingResponse reply, std::st
 
     asio::steady_timer wake{stream_.get_executor()};
     streamWake_ = &wake;
-    body->start([weak = weak_from_this()] {
-        if (auto session = weak.lock())
-            asio::post(session->executor(), [session] { session->wakeStream(); });
-    });
+    body->start(
+        [weak = weak_from_this()] {
+            if (auto session = weak.lock())
+                asio::post(session->executor(), [session] { session->wakeStream(); });
+        },
+        [weak = weak_from_this()] {
+            if (auto session = weak.lock())
+                asio::post(session->executor(), [session] { session->abortStream(); });
+        });
     asio::co_spawn(executor(), watchPeer(shared_from_this()), asio::detached);
 
     auto lastWrite = std::chrono::steady_clock::now();
-    const auto send = [&](const std::string &bytes) -> awaitable<bool> {
+    std::vector<asio::const_buffer> buffers;
+    const auto send = [&](const auto &sequence) -> awaitable<bool> {
         stream_.expires_after(server_.limits_.writeTimeout);
-        co_await asio::async_write(stream_, asio::buffer(bytes), redirect_error(use_awaitable, ec));
+        co_await asio::async_write(stream_, sequence, redirect_error(use_awaitable, ec));
         lastWrite = std::chrono::steady_clock::now();
         co_return !ec;
     };
     while (!stopping_ && !peerGone_) {
         streamReady_ = false;
         ResponseStream::Chunk chunk = body->next();
-        if (!chunk.data.empty() && !co_await send(chunk.data))
-            break;
+        if (!chunk.pieces.empty()) {
+            buffers.clear();
+            for (const auto &piece : chunk.pieces)
+                buffers.push_back(asio::buffer(*piece));
+            if (!co_await send(buffers))
+                break;
+        }
         if (chunk.last)
             break;
-        if (streamReady_ || !chunk.data.empty())
+        if (streamReady_ || !chunk.pieces.empty())
             continue;
         const auto idleAt = lastWrite + body->idleTimeout();
         if (std::chrono::steady_clock::now() >= idleAt) {
             const std::string idle = body->idle();
             if (idle.empty())
                 lastWrite = std::chrono::steady_clock::now();
-            else if (!co_await send(idle))
+            else if (!co_await send(asio::buffer(idle)))
                 break;
             continue;
         }
@@ -295,6 +307,14 @@ awaitable<void> HttpServer::Session::streamBody(StreamingResponse reply, std::st
     }
     streamWake_ = nullptr;
     body->close();
+}
+
+void HttpServer::Session::abortStream()
+{
+    peerGone_ = true;
+    if (streamWake_)
+        streamWake_->cancel();
+    stream_.cancel();
 }
 
 void HttpServer::Session::wakeStream()

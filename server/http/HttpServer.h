@@ -11,6 +11,7 @@
 #include <string>
 #include <unordered_map>
 #include <variant>
+#include <vector>
 
 namespace tailwise::net {
 
@@ -34,14 +35,17 @@ class ResponseStream
 public:
     struct Chunk
     {
-        std::string data; // empty: nothing to send right now
+        // Written in order; shared with other streams, never copied. Empty: nothing to send
+        // right now.
+        std::vector<std::shared_ptr<const std::string>> pieces;
         bool last = false;
     };
 
     virtual ~ResponseStream() = default;
     // Called once on the session's strand, before the first next(). `ready` may be called from
-    // any thread whenever next() has something new; it only posts to the strand.
-    virtual void start(std::function<void()> ready) = 0;
+    // any thread whenever next() has something new, `abort` to make the session give up
+    // (closing the connection even in the middle of a write); both only post to the strand.
+    virtual void start(std::function<void()> ready, std::function<void()> abort) = 0;
     virtual Chunk next() = 0;
     // Sent after idleTimeout() without a write (a keep-alive); empty sends nothing.
     virtual std::string idle() { return {}; }

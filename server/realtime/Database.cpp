@@ -1,30 +1,36 @@
 #include "Database.h"
 
+#include "http/Json.h"
+
+#include "http/Random.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <random>
+#include <new>
 
 namespace tailwise::realtime {
 namespace {
 
 using net::http::status;
 
+// A connection id lets its holder leave writes behind for when the stream closes, so it must
+// not be guessable.
 std::string connectionId()
 {
-    static thread_local std::mt19937_64 random{std::random_device{}()};
-    char text[33];
-    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(random()),
-                  static_cast<unsigned long long>(random()));
-    return text;
+    return net::randomHex(16);
 }
+
+// An ETag check that lost a race with another writer: read and check again.
+struct LocationMoved
+{};
 
 } // namespace
 
-std::string etagOf(const Json &rendered)
+std::string etagOf(const NodePtr &value)
 {
     // FNV-1a over the canonical text: stable across restarts, cheap, and only compared.
     std::uint64_t hash = 0xcbf29ce484222325ull;
-    for (const char c : rendered.dump()) {
+    for (const char c : jsonText(value)) {
         hash ^= static_cast<unsigned char>(c);
         hash *= 0x100000001b3ull;
     }
@@ -33,7 +39,10 @@ std::string etagOf(const Json &rendered)
     return text;
 }
 
-Database::Database(DatabaseOptions options) : options_(std::move(options))
+Database::Database(DatabaseOptions options)
+    : options_(std::move(options)),
+      budget_(std::make_shared<QueuedBytes>(options_.listeners.maxTotalQueuedBytes)),
+      registry_(std::make_shared<ListenerRegistry>(budget_))
 {
     if (!options_.clock) {
         options_.clock = [] {
@@ -44,11 +53,15 @@ Database::Database(DatabaseOptions options) : options_(std::move(options))
     }
     std::filesystem::create_directories(options_.dir);
     Recovered recovered = recover(options_.dir);
-    tree_.set({}, std::move(recovered.root));
+    if (recovered.tornTail)
+        std::fprintf(stderr,
+                     "database: dropped the unacknowledged end of the last journal (%zu bytes)\n",
+                     recovered.droppedBytes);
+    root_ = std::move(recovered.root);
     appliedSeq_ = recovered.seq;
     // Starting from a fresh snapshot and journal means a damaged tail is never appended to.
     generation_ = recovered.lastGeneration + 1;
-    writeSnapshot(options_.dir, tree_.root(), appliedSeq_, generation_);
+    writeSnapshot(options_.dir, root_, appliedSeq_, generation_);
     durableSeq_ = appliedSeq_;
     publisher_ = std::thread([this] { publishDurableChanges(); });
     journal_ = std::make_unique<Journal>(options_.dir, generation_, appliedSeq_,
@@ -90,66 +103,127 @@ Database::~Database()
     publisher_.join();
 }
 
-Json Database::read(const Path &path)
+NodePtr Database::read(const Path &path)
 {
-    Json value;
+    NodePtr value;
     std::uint64_t seen = 0;
     {
-        const std::shared_lock lock(mutex_);
-        value = tree_.get(path);
+        const std::lock_guard lock(mutex_);
+        value = find(root_, path);
         seen = appliedSeq_;
     }
     journal_->waitDurable(seen);
     return value;
 }
 
-std::uint64_t Database::commit(std::vector<std::pair<Path, Json>> writes, bool patch,
-                               const Path &patchAt)
+std::size_t Database::storedBytes()
 {
-    // Called with mutex_ held exclusively.
+    const std::lock_guard lock(mutex_);
+    return root_ ? root_->bytes() : 0;
+}
+
+Database::Write Database::prepare(Path path, const Json &input, std::int64_t nowMs) const
+{
+    PreparedValue prepared = prepareValue(input, path.size(), nowMs);
+    Write write{std::move(path), std::move(prepared), {}};
+    if (write.prepared.increments.empty())
+        write.encoded = encodeWrite(write.path, write.prepared.value);
+    return write;
+}
+
+std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Write> writes,
+                                                                bool patch, const Path &patchAt,
+                                                                const Precondition &precondition)
+{
+    // Everything that grows with the data (converting, encoding) happened before; under the
+    // lock a write only splices its values in.
+    const std::lock_guard lock(mutex_);
+    if (precondition)
+        precondition(root_);
+    NodePtr root = root_;
+    std::vector<std::pair<Path, NodePtr>> applied;
+    std::vector<std::string> encoded;
+    std::vector<NodePtr> values;
+    for (auto &write : writes) {
+        NodePtr value = write.prepared.increments.empty()
+                            ? std::move(write.prepared.value)
+                            : resolveIncrements(root_, write.path, std::move(write.prepared));
+        if (write.encoded.empty())
+            write.encoded = encodeWrite(write.path, value);
+        root = setAt(root, write.path, value);
+        encoded.push_back(std::move(write.encoded));
+        values.push_back(value);
+        applied.emplace_back(std::move(write.path), std::move(value));
+    }
+    const std::size_t before = root_ ? root_->bytes() : 0;
+    const std::size_t after = root ? root->bytes() : 0;
+    if (options_.maxStoredBytes && after > options_.maxStoredBytes && after > before)
+        throw Refusal(net::http::status::payload_too_large,
+                      "the database is full: it may store at most " +
+                          std::to_string(options_.maxStoredBytes) + " bytes");
+
     const std::uint64_t seq = ++appliedSeq_;
-    std::string record = encodeRecord(seq, writes);
-    for (const auto &[path, value] : writes)
-        tree_.set(path, value);
+    root_ = root;
     // The change must wait for listeners before the journal may flush its record: the
     // publisher hands listeners only the changes queued by the time the record is durable,
     // and the writer is answered right after. Queued later, an acknowledged write's events would
     // sit here until some other write happened to be flushed.
     {
-        const std::lock_guard lock(changesMutex_);
-        changes_.push_back({seq, std::move(writes), patch, patchAt});
+        const std::lock_guard changes(changesMutex_);
+        changes_.push_back({seq, std::move(applied), patch, patchAt, std::move(root)});
     }
-    journal_->append(seq, std::move(record));
+    journal_->append(seq, std::move(encoded));
     if (journal_->size() >= options_.snapshotBytes) {
         {
-            const std::lock_guard lock(maintenanceMutex_);
+            const std::lock_guard maintenance(maintenanceMutex_);
             snapshotWanted_ = true;
         }
         maintenanceWake_.notify_one();
     }
-    return seq;
+    return {seq, std::move(values)};
 }
 
-Json Database::set(const Path &path, const Json &input, const std::optional<std::string> &ifMatch)
+NodePtr Database::set(const Path &path, const Json &input,
+                      const std::optional<std::string> &ifMatch)
 {
-    Json value;
-    std::uint64_t seq = 0;
-    {
-        const std::unique_lock lock(mutex_);
-        const Json *current = tree_.find(path);
-        if (ifMatch) {
-            const Json rendered = current ? render(*current) : Json();
-            if (std::string etag = etagOf(rendered); etag != *ifMatch)
-                throw EtagMismatch{rendered, std::move(etag)};
+    Write write = prepare(path, input, options_.clock());
+    Precondition precondition;
+    NodePtr expected;
+    if (ifMatch) {
+        // The ETag is computed outside the lock; under it the location only has to be the
+        // one that was checked. A location that keeps changing is checked under the lock.
+        for (int attempt = 0; attempt < 3 && !precondition; ++attempt) {
+            {
+                const std::lock_guard lock(mutex_);
+                expected = find(root_, path);
+            }
+            if (std::string etag = etagOf(expected); etag != *ifMatch)
+                throw EtagMismatch{expected, std::move(etag)};
+            Write attemptWrite = write;
+            try {
+                auto [seq, values] =
+                    commit({std::move(attemptWrite)}, false, {}, [&](const NodePtr &root) {
+                        if (find(root, path) != expected)
+                            throw LocationMoved{};
+                    });
+                journal_->waitDurable(seq);
+                return values.front();
+            } catch (const LocationMoved &) {
+            }
         }
-        value = prepareValue(input, current, path.size(), options_.clock());
-        seq = commit({{path, value}}, false, {});
+        precondition = [&](const NodePtr &root) {
+            const NodePtr current = find(root, path);
+            if (std::string etag = etagOf(current); etag != *ifMatch)
+                throw EtagMismatch{current, std::move(etag)};
+        };
     }
+    auto [seq, values] = commit({std::move(write)}, false, {}, precondition);
     journal_->waitDurable(seq);
-    return value;
+    return values.front();
 }
 
-Json Database::update(const Path &path, const Json &children)
+std::vector<std::pair<std::string, NodePtr>> Database::update(const Path &path,
+                                                              const Json &children)
 {
     if (!children.is_object())
         throw Refusal(status::bad_request, "Invalid data; couldn't parse JSON object. Are you "
@@ -171,30 +245,25 @@ Json Database::update(const Path &path, const Json &children)
               [](const auto *a, const auto *b) { return a->second < b->second; });
     for (std::size_t i = 1; i < sorted.size(); ++i) {
         if (isPrefix(sorted[i - 1]->second, sorted[i]->second))
-            throw Refusal(status::bad_request, "Invalid data; path '" + sorted[i - 1]->first +
-                                                   "' is an ancestor of '" + sorted[i]->first +
-                                                   "'");
+            throw Refusal(status::bad_request,
+                          "Invalid data; path '" + net::printable(sorted[i - 1]->first) +
+                              "' is an ancestor of '" + net::printable(sorted[i]->first) + "'");
     }
+    if (targets.empty())
+        return {};
 
-    Json written = Json::object();
-    std::uint64_t seq = 0;
-    {
-        const std::unique_lock lock(mutex_);
-        const std::int64_t now = options_.clock();
-        std::vector<std::pair<Path, Json>> writes;
-        bool childrenOnly = true;
-        for (const auto &[key, relative] : targets) {
-            Path full = join(path, relative);
-            Json value = prepareValue(children[key], tree_.find(full), full.size(), now);
-            written[key] = value;
-            childrenOnly = childrenOnly && relative.size() == 1;
-            writes.emplace_back(std::move(full), std::move(value));
-        }
-        if (writes.empty())
-            return written;
-        seq = commit(std::move(writes), childrenOnly, path);
+    const std::int64_t now = options_.clock();
+    std::vector<Write> writes;
+    bool childrenOnly = true;
+    for (const auto &[key, relative] : targets) {
+        childrenOnly = childrenOnly && relative.size() == 1;
+        writes.push_back(prepare(join(path, relative), children[key], now));
     }
+    auto [seq, values] = commit(std::move(writes), childrenOnly, path);
     journal_->waitDurable(seq);
+    std::vector<std::pair<std::string, NodePtr>> written;
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        written.emplace_back(targets[i].first, std::move(values[i]));
     return written;
 }
 
@@ -203,15 +272,9 @@ std::string Database::push(const Path &path, const Json &input)
     if (path.size() + 1 > maxDepth)
         throw Refusal(status::bad_request,
                       "Invalid path: deeper than " + std::to_string(maxDepth) + " levels");
-    std::string id;
-    std::uint64_t seq = 0;
-    {
-        const std::unique_lock lock(mutex_);
-        const std::int64_t now = options_.clock();
-        id = pushIds_.next(now);
-        const Path at = join(path, {id});
-        seq = commit({{at, prepareValue(input, nullptr, at.size(), now)}}, false, {});
-    }
+    const std::int64_t now = options_.clock();
+    std::string id = pushIds_.next(now);
+    auto [seq, values] = commit({prepare(join(path, {id}), input, now)}, false, {});
     journal_->waitDurable(seq);
     return id;
 }
@@ -219,21 +282,27 @@ std::string Database::push(const Path &path, const Json &input)
 std::shared_ptr<Listener> Database::listen(const Path &path, std::optional<Query> query)
 {
     std::shared_ptr<Listener> listener;
+    NodePtr location;
     std::uint64_t seen = 0;
     {
-        const std::shared_lock lock(mutex_);
+        // Registered in the same instant the location is read: every later change reaches
+        // the listener, none before it does.
+        const std::lock_guard lock(mutex_);
         seen = appliedSeq_;
+        location = find(root_, path);
         listener = std::make_shared<Listener>(path, connectionId(), seen, options_.listeners,
-                                              registry_, std::move(query));
-        listener->begin(tree_.get(path));
+                                              budget_, registry_, std::move(query));
         registry_->add(listener);
     }
     try {
         journal_->waitDurable(seen);
+        // The first event is rendered here, outside every lock, however large it is.
+        listener->begin(location);
     } catch (...) {
         listener->close();
         throw;
     }
+    registry_->shed();
     return listener;
 }
 
@@ -243,12 +312,12 @@ void Database::onDisconnect(const std::string &connectionId, DisconnectOperation
         throw Refusal(status::bad_request,
                       "Invalid path: deeper than " + std::to_string(maxDepth) + " levels");
     // Refused now rather than failing unseen later; the value written is prepared again then.
-    prepareValue(operation.data, nullptr, operation.path.size(), options_.clock());
+    prepareValue(operation.data, operation.path.size(), options_.clock());
     const std::size_t bytes = operation.data.dump().size() + pathText(operation.path).size();
     const std::shared_ptr<Listener> listener = registry_->find(connectionId);
     if (!listener)
-        throw Refusal(status::not_found,
-                      "no open stream has the connection id '" + connectionId + "'");
+        throw Refusal(status::not_found, "no open stream has the connection id '" +
+                                             net::printable(connectionId) + "'");
     listener->addDisconnectOperation(std::move(operation), bytes);
 }
 
@@ -304,8 +373,16 @@ void Database::publishDurableChanges()
             changes_.pop_front();
         }
         lock.unlock();
-        for (const Change &change : ready)
-            registry_->publish(change);
+        for (const Change &change : ready) {
+            try {
+                registry_->publish(change);
+            } catch (const std::exception &error) {
+                // Listeners that missed the change are cancelled by their own failures; the
+                // next changes still go out.
+                std::fprintf(stderr, "database: publishing change %llu failed: %s\n",
+                             static_cast<unsigned long long>(change.seq), error.what());
+            }
+        }
         lock.lock();
     }
 }
@@ -315,12 +392,12 @@ void Database::snapshot()
     // One at a time: two would share the temporary file, and the older one could replace the
     // newer snapshot after the newer one had deleted the journal the older one still needs.
     const std::lock_guard serial(snapshotMutex_);
-    Json root;
+    NodePtr root;
     std::uint64_t seq = 0;
     std::uint64_t generation = 0;
     {
-        const std::unique_lock lock(mutex_);
-        root = tree_.root();
+        const std::lock_guard lock(mutex_);
+        root = root_;
         seq = appliedSeq_;
         generation = ++generation_;
         journal_->rotate(generation);

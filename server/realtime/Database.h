@@ -12,7 +12,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <shared_mutex>
 #include <thread>
 
 namespace tailwise::realtime {
@@ -27,22 +26,29 @@ struct DatabaseOptions
     ListenerOptions listeners = {};
     // Milliseconds since 1970, for server timestamps and push ids.
     std::function<std::int64_t()> clock;
+    // The stored tree may take at most this much as JSON text; a write that would grow it
+    // further is refused with 413 (deleting is always possible). 0: no limit.
+    std::size_t maxStoredBytes = 256 * 1024 * 1024;
 };
 
 // A conditional write whose ETag no longer matches.
 struct EtagMismatch
 {
-    Json current; // rendered
+    NodePtr current;
     std::string etag;
 };
 
 // The ETag of a location's value as clients read it.
-std::string etagOf(const Json &rendered);
+std::string etagOf(const NodePtr &value);
 
 // The JSON tree with its durability and its listeners. Every write is applied in memory,
 // queued on the journal and acknowledged (the call returns) only once it is on disk; reads
 // likewise wait until what they saw is durable, so no answer ever shows a write a crash
 // could take back. Thread-safe.
+//
+// The tree is immutable (see Node): a write builds a new version sharing everything it did
+// not touch and swaps it in under a lock held only for that, so readers, new streams and
+// snapshots take the current version and do their work without holding up any writer.
 class Database
 {
 public:
@@ -51,15 +57,15 @@ public:
     Database(const Database &) = delete;
     Database &operator=(const Database &) = delete;
 
-    // The stored value at `path` (null when absent).
-    Json read(const Path &path);
+    // The stored value at `path` (nullptr when absent).
+    NodePtr read(const Path &path);
     // Replaces the location; returns the stored value written (server values resolved). With
     // `ifMatch`, throws EtagMismatch when the current value's ETag differs.
-    Json set(const Path &path, const Json &input,
-             const std::optional<std::string> &ifMatch = std::nullopt);
+    NodePtr set(const Path &path, const Json &input,
+                const std::optional<std::string> &ifMatch = std::nullopt);
     // A multi-location update: each relative path is replaced whole. Returns the stored
-    // values written, keyed like the request. Throws Refusal for overlapping paths.
-    Json update(const Path &path, const Json &children);
+    // values written, with the request's keys. Throws Refusal for overlapping paths.
+    std::vector<std::pair<std::string, NodePtr>> update(const Path &path, const Json &children);
     // Writes under a new push id and returns the id.
     std::string push(const Path &path, const Json &input);
     // A stream on `path`: `connected`, the first `put`, then every change concerning it; with
@@ -79,23 +85,42 @@ public:
     // Writes a snapshot now and starts a new journal generation.
     void snapshot();
     std::size_t listeners() const { return registry_->size(); }
+    // The stored tree's size as JSON text, as the quota counts it.
+    std::size_t storedBytes();
+    // What the streams hold unsent, counted against their common budget.
+    std::size_t queuedStreamBytes() const { return budget_->used(); }
     std::int64_t now() const { return options_.clock(); }
 
 private:
-    std::uint64_t commit(std::vector<std::pair<Path, Json>> writes, bool patch,
-                         const Path &patchAt);
+    struct Write
+    {
+        Path path;
+        PreparedValue prepared;
+        std::string encoded; // the journal's text; made under the lock when increments wait
+    };
+    // Checks the tree about to be written over; may throw to refuse the write.
+    using Precondition = std::function<void(const NodePtr &root)>;
+
+    Write prepare(Path path, const Json &input, std::int64_t nowMs) const;
+    // Applies the writes as one and queues them on the journal; returns the sequence number
+    // to wait for and the values written.
+    std::pair<std::uint64_t, std::vector<NodePtr>> commit(std::vector<Write> writes, bool patch,
+                                                          const Path &patchAt,
+                                                          const Precondition &precondition = {});
     void dispatch(std::uint64_t durableSeq);
     void publishDurableChanges();
     void maintain();
     void runDisconnectOperations();
 
     DatabaseOptions options_;
-    std::shared_mutex mutex_;
-    Tree tree_;
+    // Held to swap in a new version of the tree, or to take the current one.
+    std::mutex mutex_;
+    NodePtr root_;
     std::uint64_t appliedSeq_ = 0;
     std::uint64_t generation_ = 0;
     PushIdGenerator pushIds_;
-    std::shared_ptr<ListenerRegistry> registry_ = std::make_shared<ListenerRegistry>();
+    std::shared_ptr<QueuedBytes> budget_;
+    std::shared_ptr<ListenerRegistry> registry_;
 
     // Operations of closed streams, run one at a time, in order, as ordinary writes.
     std::mutex disconnectMutex_;

@@ -1,5 +1,7 @@
 #include "Journal.h"
 
+#include "http/Json.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,12 +12,15 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <zlib.h>
 
 namespace tailwise::realtime {
 namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t headerBytes = 8;
+// A record nests its values three arrays deep; snapshots one object deep.
+constexpr std::size_t storedNesting = maxDepth + 4;
 
 std::system_error ioError(const std::string &what)
 {
@@ -93,28 +98,42 @@ std::vector<std::uint64_t> journalGenerations(const fs::path &dir)
 
 std::uint32_t crc32(std::string_view bytes)
 {
-    static const auto table = [] {
-        std::array<std::uint32_t, 256> entries{};
-        for (std::uint32_t i = 0; i < 256; ++i) {
-            std::uint32_t value = i;
-            for (int bit = 0; bit < 8; ++bit)
-                value = (value & 1) ? 0xedb88320u ^ (value >> 1) : value >> 1;
-            entries[i] = value;
-        }
-        return entries;
-    }();
-    std::uint32_t crc = 0xffffffffu;
-    for (const char c : bytes)
-        crc = table[(crc ^ static_cast<unsigned char>(c)) & 0xff] ^ (crc >> 8);
-    return crc ^ 0xffffffffu;
+    uLong crc = ::crc32(0L, Z_NULL, 0);
+    // zlib takes at most uInt bytes at a time.
+    while (!bytes.empty()) {
+        const auto take = static_cast<uInt>(std::min<std::size_t>(bytes.size(), 1u << 30));
+        crc = ::crc32(crc, reinterpret_cast<const Bytef *>(bytes.data()), take);
+        bytes.remove_prefix(take);
+    }
+    return static_cast<std::uint32_t>(crc);
 }
 
-std::string encodeRecord(std::uint64_t seq, const std::vector<std::pair<Path, Json>> &writes)
+std::string encodeWrite(const Path &path, const NodePtr &value)
 {
-    Json list = Json::array();
-    for (const auto &[path, value] : writes)
-        list.push_back(Json::array({path, value}));
-    const std::string payload = Json::array({seq, std::move(list)}).dump();
+    std::string write = "[";
+    write += Json(path).dump();
+    write += ',';
+    appendJson(write, value, Form::stored);
+    write += ']';
+    return write;
+}
+
+std::string encodeRecord(std::uint64_t seq, const std::vector<std::string> &writes)
+{
+    std::size_t size = 32;
+    for (const auto &write : writes)
+        size += write.size() + 1;
+    std::string payload;
+    payload.reserve(size);
+    payload += '[';
+    payload += std::to_string(seq);
+    payload += ",[";
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+        if (i)
+            payload += ',';
+        payload += writes[i];
+    }
+    payload += "]]";
     std::string record;
     record.reserve(headerBytes + payload.size());
     putU32(record, static_cast<std::uint32_t>(payload.size()));
@@ -128,14 +147,15 @@ Recovered recover(const fs::path &dir)
     Recovered state;
     std::uint64_t firstGeneration = 0;
     if (fs::exists(dir / "snapshot.json")) {
-        const Json snapshot = Json::parse(readFile(dir / "snapshot.json"));
-        state.root = snapshot.at("root");
-        state.seq = snapshot.at("seq").get<std::uint64_t>();
-        firstGeneration = snapshot.at("generation").get<std::uint64_t>();
+        const auto snapshot = net::parseJson(readFile(dir / "snapshot.json"), storedNesting);
+        if (!snapshot || !snapshot->is_object())
+            throw std::runtime_error("snapshot " + (dir / "snapshot.json").string() +
+                                     " is damaged");
+        state.root = prepareValue(snapshot->at("root"), 0, 0).value;
+        state.seq = snapshot->at("seq").get<std::uint64_t>();
+        firstGeneration = snapshot->at("generation").get<std::uint64_t>();
         state.lastGeneration = firstGeneration;
     }
-    Tree tree;
-    tree.set({}, state.root);
     const auto generations = journalGenerations(dir);
     for (std::size_t g = 0; g < generations.size(); ++g) {
         state.lastGeneration = std::max(state.lastGeneration, generations[g]);
@@ -152,42 +172,48 @@ Recovered recover(const fs::path &dir)
                 complete ? rest.substr(headerBytes, getU32(rest)) : std::string_view();
             const bool intact =
                 complete && !payload.empty() && crc32(payload) == getU32(rest.substr(4));
-            if (!intact) {
-                // A crash can leave a partial record, or a tail of zeros the file system had
-                // already allotted; anything after a bad record means real damage.
-                const bool atEnd = !complete || at + headerBytes + payload.size() == bytes.size() ||
-                                   rest.find_first_not_of('\0') == std::string_view::npos;
-                if (lastJournal && atEnd) {
+            const auto record = intact ? net::parseJson(payload, storedNesting) : std::nullopt;
+            if (!record) {
+                if (lastJournal) {
                     state.tornTail = true;
+                    state.droppedBytes = rest.size();
                     break;
                 }
                 throw std::runtime_error("journal " + journalPath(dir, generations[g]).string() +
                                          " is damaged at byte " + std::to_string(at));
             }
-            const Json record = Json::parse(payload);
-            const auto seq = record.at(0).get<std::uint64_t>();
+            const auto seq = record->at(0).get<std::uint64_t>();
             if (seq > state.seq) {
-                for (const auto &write : record.at(1))
-                    tree.set(write.at(0).get<Path>(), write.at(1));
+                for (const auto &write : record->at(1)) {
+                    const Path path = write.at(0).get<Path>();
+                    state.root =
+                        setAt(state.root, path, prepareValue(write.at(1), path.size(), 0).value);
+                }
                 state.seq = seq;
                 ++state.replayed;
             }
             at += headerBytes + payload.size();
         }
     }
-    state.root = tree.root();
     return state;
 }
 
-void writeSnapshot(const fs::path &dir, const Json &root, std::uint64_t seq,
+void writeSnapshot(const fs::path &dir, const NodePtr &root, std::uint64_t seq,
                    std::uint64_t generation)
 {
-    const std::string text = Json{{"seq", seq}, {"generation", generation}, {"root", root}}.dump();
     const fs::path temporary = dir / "snapshot.json.tmp";
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0)
         throw ioError("open " + temporary.string());
     try {
+        // Written as it is produced: a large tree is never held as one text.
+        std::string text = R"({"seq":)" + std::to_string(seq) + R"(,"generation":)" +
+                           std::to_string(generation) + R"(,"root":)";
+        appendJson(text, root, Form::stored, [fd](std::string &full) {
+            writeAll(fd, full);
+            full.clear();
+        });
+        text += '}';
         writeAll(fd, text);
         if (::fsync(fd) != 0)
             throw ioError("fsync " + temporary.string());
@@ -237,13 +263,16 @@ void Journal::open(std::uint64_t generation)
     size_ = 0;
 }
 
-void Journal::append(std::uint64_t seq, std::string record)
+void Journal::append(std::uint64_t seq, std::vector<std::string> writes)
 {
+    std::size_t bytes = headerBytes;
+    for (const auto &write : writes)
+        bytes += write.size();
     {
         const std::lock_guard lock(mutex_);
-        queued_ += record;
+        queued_.emplace_back(seq, std::move(writes));
         queuedSeq_ = seq;
-        size_ += record.size();
+        size_ += bytes;
     }
     work_.notify_one();
 }
@@ -278,14 +307,18 @@ void Journal::flushLoop()
         work_.wait(lock, [&] { return stopping_ || !queued_.empty(); });
         if (queued_.empty())
             return;
-        std::string batch;
-        batch.swap(queued_);
+        std::vector<std::pair<std::uint64_t, std::vector<std::string>>> records;
+        records.swap(queued_);
         const std::uint64_t upTo = queuedSeq_;
         const int fd = fd_;
         flushing_ = true;
         lock.unlock();
         bool written = true;
         try {
+            std::string batch;
+            for (const auto &[seq, writes] : records)
+                batch += encodeRecord(seq, writes);
+            records.clear();
             writeAll(fd, batch);
             written = ::fdatasync(fd) == 0;
         } catch (const std::exception &) {

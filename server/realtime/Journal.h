@@ -20,24 +20,31 @@ namespace tailwise::realtime {
 // A record is one acknowledged write (every location it set, in order).
 
 std::uint32_t crc32(std::string_view bytes);
-std::string encodeRecord(std::uint64_t seq, const std::vector<std::pair<Path, Json>> &writes);
+// One write of a record: [[key, ...], value], the value in stored form.
+std::string encodeWrite(const Path &path, const NodePtr &value);
+// A whole record as appended: header and payload.
+std::string encodeRecord(std::uint64_t seq, const std::vector<std::string> &writes);
 
 struct Recovered
 {
-    Json root;
+    NodePtr root;
     std::uint64_t seq = 0;
     std::uint64_t lastGeneration = 0; // the highest generation found, 0 when none
     std::size_t replayed = 0;
     bool tornTail = false;
+    std::size_t droppedBytes = 0; // of the last journal, from its first damaged record on
 };
 
-// Loads the snapshot and replays the journals after it. A damaged last record of the last
-// journal is a write that was never acknowledged and is dropped; damage anywhere else throws.
+// Loads the snapshot and replays the journals after it. The last journal ends where its first
+// damaged record begins: records are acknowledged only once everything before them is on disk,
+// so a damaged record and anything after it were never acknowledged (a crash in the middle of
+// a group commit can leave a hole with intact records behind it). Damage in an earlier
+// journal, which was complete before the next one began, throws.
 Recovered recover(const std::filesystem::path &dir);
 
 // Atomically replaces the snapshot (temporary file, fsync, rename, fsync of the directory),
 // then deletes the journals it makes redundant (generations below `generation`).
-void writeSnapshot(const std::filesystem::path &dir, const Json &root, std::uint64_t seq,
+void writeSnapshot(const std::filesystem::path &dir, const NodePtr &root, std::uint64_t seq,
                    std::uint64_t generation);
 
 // The append side: records are queued in memory by writers and made durable by one flusher
@@ -55,8 +62,9 @@ public:
     Journal(const Journal &) = delete;
     Journal &operator=(const Journal &) = delete;
 
-    // Records must be appended in increasing seq order. Never blocks on the disk.
-    void append(std::uint64_t seq, std::string record);
+    // Records must be appended in increasing seq order; `writes` come from encodeWrite. Never
+    // blocks on the disk; the record is framed and checksummed on the flusher thread.
+    void append(std::uint64_t seq, std::vector<std::string> writes);
     // Blocks until the record `seq` is on disk; throws std::runtime_error when the disk failed.
     void waitDurable(std::uint64_t seq);
     // Makes everything queued durable, then starts journal-<generation>.log for what follows.
@@ -73,7 +81,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable work_;
     std::condition_variable done_;
-    std::string queued_;
+    std::vector<std::pair<std::uint64_t, std::vector<std::string>>> queued_;
     std::uint64_t queuedSeq_ = 0;
     std::uint64_t durableSeq_ = 0;
     std::uint64_t size_ = 0;

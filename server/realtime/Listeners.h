@@ -4,6 +4,8 @@
 #include "Tree.h"
 #include "http/HttpServer.h"
 
+#include <atomic>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,11 +20,13 @@ struct Change
 {
     std::uint64_t seq = 0;
     // Every location set, with its new stored value (null: removed), in order.
-    std::vector<std::pair<Path, Json>> writes;
+    std::vector<std::pair<Path, NodePtr>> writes;
     // Set for a multi-location update whose keys are all direct children of `patchAt`: those
     // listening at or above it get one `patch` event instead of a `put` per child.
     bool patch = false;
     Path patchAt;
+    // The whole tree right after this write; query streams read their result from it.
+    NodePtr root;
 };
 
 class ListenerRegistry;
@@ -37,74 +41,105 @@ struct DisconnectOperation
 
 struct ListenerOptions
 {
+    // What one stream may have waiting to be sent before it is cancelled.
     std::size_t maxQueuedBytes = 16 * 1024 * 1024;
+    // What all streams together may have waiting; past it the streams holding the most are
+    // cancelled, the largest first.
+    std::size_t maxTotalQueuedBytes = 256 * 1024 * 1024;
     std::chrono::milliseconds keepAlive{std::chrono::seconds(30)};
     // What one stream may leave behind to run when it closes.
     std::size_t maxDisconnectOperations = 64;
     std::size_t maxDisconnectBytes = 1024 * 1024;
 };
 
-std::string sseEvent(std::string_view name, const Json &data);
+using Event = std::shared_ptr<const std::string>;
 
-// One SSE stream on one location. The database's fan-out only appends to its queue, under a
-// mutex held for no more than that; the HTTP session drains it. A listener that lets its
-// queue grow past the bound is cancelled rather than allowed to hold memory or slow writers.
+// The event texts waiting in stream queues and writes, counted together. An event goes to
+// every stream on its location as the same text, so it takes its bytes once, for as long as
+// any stream still holds it.
+class QueuedBytes : public std::enable_shared_from_this<QueuedBytes>
+{
+public:
+    explicit QueuedBytes(std::size_t limit) : limit_(limit) {}
+
+    Event event(std::string text);
+    std::size_t used() const { return used_.load(); }
+    std::size_t limit() const { return limit_; }
+
+private:
+    std::atomic<std::size_t> used_{0};
+    const std::size_t limit_;
+};
+
+std::string sseEvent(std::string_view name, std::string_view dataJson);
+
+// One SSE stream on one location. The fan-out only appends shared events to its queue, under
+// a mutex held for no more than that; the HTTP session drains it. A stream whose queue grows
+// past its bound, or that holds the most when all streams together hold too much, is
+// cancelled rather than allowed to hold memory or slow writers.
 //
-// A stream with a query keeps a copy of the whole location, brought up to date by every
-// change, and sends the query's result again (a `put` at "/") whenever it differs from the
-// one sent last. Plain, but exact whatever the order, the filters and the limits.
+// A stream with a query sends the query's result (a `put` at "/") whenever a change alters
+// it; the result is read from the tree the change produced, which all streams share.
 class Listener : public net::ResponseStream, public std::enable_shared_from_this<Listener>
 {
 public:
     Listener(Path path, std::string connectionId, std::uint64_t afterSeq, ListenerOptions options,
-             std::weak_ptr<ListenerRegistry> registry, std::optional<Query> query = std::nullopt);
+             std::shared_ptr<QueuedBytes> budget, std::weak_ptr<ListenerRegistry> registry,
+             std::optional<Query> query = std::nullopt);
 
     const Path &path() const { return path_; }
     const std::string &connectionId() const { return connectionId_; }
     // Changes up to this one are already in the listener's first `put`.
     std::uint64_t afterSeq() const { return afterSeq_; }
-    bool hasQuery() const { return query_.has_value(); }
+    const std::optional<Query> &query() const { return query_; }
 
-    // Queues `connected` and the first `put`, from the location's stored value as of afterSeq.
-    void begin(const Json &stored);
-    // Queues an event; `bounded` false for the first events, which may be any size.
-    void deliver(std::string event, bool bounded = true);
+    // Puts `connected` and the first `put`, from the location's value as of afterSeq, ahead
+    // of whatever the fan-out has queued meanwhile.
+    void begin(const NodePtr &location);
+    void deliver(const Event &event);
+    // A query stream's result after a change: queued as a `put` when it differs from the one
+    // sent last. `event` makes that put; it is called at most once per result and shared.
+    void offerResult(const NodePtr &result, const std::function<Event()> &event);
+    // Ends the stream with a `cancel` event saying why.
+    void cancel(std::string_view why);
     bool finished() const;
-
-    // For a query stream, called by the fan-out only: `value` is now stored at `written`, a
-    // location at, above or below the listened one; refresh() then sends the new result.
-    void track(const Path &written, const Json &value);
-    void refresh();
+    // Bytes queued or being written.
+    std::size_t heldBytes() const;
 
     // Throws Refusal: 404 once the stream has closed, 400 past the number of operations, 413
     // past their size.
     void addDisconnectOperation(DisconnectOperation operation, std::size_t bytes);
 
-    void start(std::function<void()> ready) override;
+    void start(std::function<void()> ready, std::function<void()> abort) override;
     Chunk next() override;
     std::string idle() override;
     std::chrono::milliseconds idleTimeout() const override { return options_.keepAlive; }
     void close() override;
 
 private:
+    void cancelLocked(std::string_view why);
+
     const Path path_;
     const std::string connectionId_;
     const std::uint64_t afterSeq_;
     const ListenerOptions options_;
+    const std::shared_ptr<QueuedBytes> budget_;
     std::weak_ptr<ListenerRegistry> registry_;
+    const std::optional<Query> query_;
 
     mutable std::mutex mutex_;
-    std::string queued_;
+    std::deque<Event> queued_;
+    std::size_t queuedBytes_ = 0;
+    std::size_t writingBytes_ = 0; // handed to the session by the last next()
     bool finished_ = false;
     bool closed_ = false;
     std::function<void()> ready_;
+    std::function<void()> abort_;
     std::vector<DisconnectOperation> onDisconnect_;
     std::size_t onDisconnectBytes_ = 0;
-
-    // Query streams only; used by the fan-out alone, which runs one change at a time.
-    const std::optional<Query> query_;
-    Tree whole_;    // the location's value, rooted at the listened path
-    Json lastSent_; // the result last sent, stored form, null when empty
+    NodePtr lastResult_;      // query streams: the result sent last
+    bool resultSent_ = false; // by the fan-out, before or after begin()
+    bool began_ = false;
 };
 
 // The listeners by location. Keys are joined with a byte no key may contain, so a location's
@@ -114,13 +149,18 @@ class ListenerRegistry
 public:
     using DisconnectHook = std::function<void(std::vector<DisconnectOperation>)>;
 
+    explicit ListenerRegistry(std::shared_ptr<QueuedBytes> budget) : budget_(std::move(budget)) {}
+
     void add(const std::shared_ptr<Listener> &listener);
     // Forgets a closed listener and passes what it left to run to the disconnect hook.
     void remove(const Listener *listener, std::vector<DisconnectOperation> operations = {});
     // The open stream with this connection id, or nullptr.
     std::shared_ptr<Listener> find(const std::string &connectionId) const;
-    // Hands the change's events to every listener it concerns; never blocks on a client.
+    // Hands the change's events to every listener it concerns; never blocks on a client, and
+    // holds the registry's lock only to find them.
     void publish(const Change &change);
+    // While the streams together hold more than the budget, cancels the one holding most.
+    void shed();
     std::size_t size() const;
     // Called, under the registry's lock, with the operations of each stream that closes; it
     // must only queue them. An empty hook drops them.
@@ -128,12 +168,12 @@ public:
 
 private:
     using Entries = std::multimap<std::string, std::shared_ptr<Listener>>;
+    using Found = std::vector<std::shared_ptr<Listener>>;
 
-    template <typename Visit>
-    void atOrAbove(const Path &path, Visit visit) const;
-    template <typename Visit>
-    void atOrBelow(const Path &path, Visit visit) const;
+    Found atOrAbove(const Path &path, std::size_t minKeys) const;
+    Found atOrBelow(const Path &path) const;
 
+    const std::shared_ptr<QueuedBytes> budget_;
     mutable std::mutex mutex_;
     Entries entries_;
     std::unordered_map<std::string, std::shared_ptr<Listener>> byConnection_;

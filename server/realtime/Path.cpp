@@ -1,5 +1,7 @@
 #include "Path.h"
 
+#include "http/Json.h"
+
 #include <optional>
 
 namespace tailwise::realtime {
@@ -35,7 +37,7 @@ Path splitKeys(std::string_view text, bool decode)
         if (decode) {
             auto decoded = percentDecode(segment);
             if (!decoded)
-                throw badPath("malformed percent escape in '" + std::string(segment) + "'");
+                throw badPath("malformed percent escape in '" + net::printable(segment) + "'");
             key = std::move(*decoded);
         }
         if (const std::string problem = keyProblem(key); !problem.empty())
@@ -98,7 +100,7 @@ std::string keyProblem(std::string_view key)
         if (byte < 32 || byte == 127)
             return "keys must not contain control characters";
         if (c == '.' || c == '$' || c == '#' || c == '[' || c == ']' || c == '/')
-            return "key '" + std::string(key) + "' contains one of . $ # [ ] /";
+            return "key '" + net::printable(key) + "' contains one of . $ # [ ] /";
     }
     if (!validUtf8(key))
         return "keys must be UTF-8";

@@ -1,5 +1,7 @@
 #include "Query.h"
 
+#include "http/Json.h"
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -8,30 +10,6 @@ namespace tailwise::realtime {
 namespace {
 
 using net::http::status;
-
-std::optional<std::int64_t> integerKey(std::string_view key)
-{
-    std::string_view digits = key;
-    const bool negative = !digits.empty() && digits.front() == '-';
-    if (negative)
-        digits.remove_prefix(1);
-    if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
-        return std::nullopt;
-    const std::size_t significant = digits.find_first_not_of('0');
-    const std::string_view value = significant == std::string_view::npos
-                                       ? digits.substr(digits.size() - 1)
-                                       : digits.substr(significant);
-    if (value.size() > 10)
-        return std::nullopt;
-    std::int64_t number = 0;
-    std::from_chars(value.data(), value.data() + value.size(), number);
-    if (negative)
-        number = -number;
-    if (number < std::numeric_limits<std::int32_t>::min() ||
-        number > std::numeric_limits<std::int32_t>::max())
-        return std::nullopt;
-    return number;
-}
 
 int sign(auto difference)
 {
@@ -58,10 +36,10 @@ Refusal badQuery(const std::string &why)
 
 Json boundValue(const std::string &name, const std::string &text)
 {
-    Json value = Json::parse(text, nullptr, false);
-    if (value.is_discarded() || value.is_structured())
+    const auto value = net::parseJson(text, 1);
+    if (!value || value->is_structured())
         throw badQuery(name + " must be a JSON encoded string, number, boolean or null");
-    return value;
+    return *value;
 }
 
 std::size_t limitValue(const std::string &name, const std::string &text)
@@ -73,40 +51,26 @@ std::size_t limitValue(const std::string &name, const std::string &text)
     return value;
 }
 
-// The value a child is ordered by.
-const Json *orderValue(const Json &child, const Query &query)
+// What a child is ordered by: its own value or one below it; objects rank after every
+// scalar and tie among themselves, as the marker does.
+const Json *orderValue(const NodePtr &child, const Query &query)
 {
-    if (query.order == Query::Order::value)
-        return &child;
-    const Json *node = &child;
-    for (const auto &key : query.orderChild) {
-        if (!node->is_object())
-            return nullptr;
-        const auto found = node->find(key);
-        if (found == node->end())
-            return nullptr;
-        node = &*found;
-    }
-    return node;
+    static const Json objectMarker = Json::object();
+    NodePtr node = child;
+    if (query.order == Query::Order::child)
+        node = find(child, query.orderChild);
+    if (!node)
+        return nullptr;
+    return node->isObject() ? &objectMarker : &node->scalar();
+}
+
+NodePtr trueLeaf()
+{
+    static const NodePtr value = Node::leaf(true);
+    return value;
 }
 
 } // namespace
-
-int compareKeys(std::string_view a, std::string_view b)
-{
-    const auto left = integerKey(a);
-    const auto right = integerKey(b);
-    if (left && right) {
-        if (*left != *right)
-            return sign(*left - *right);
-        if (a.size() != b.size())
-            return sign(static_cast<long>(a.size()) - static_cast<long>(b.size()));
-        return sign(a.compare(b));
-    }
-    if (left || right)
-        return left ? -1 : 1;
-    return sign(a.compare(b));
-}
 
 int compareValues(const Json *a, const Json *b)
 {
@@ -218,62 +182,90 @@ Query parseQuery(const std::map<std::string, std::string> &parameters)
     return query;
 }
 
-Json applyQuery(const Json &stored, const Query &query)
+std::string Query::canonical() const
+{
+    Json text = {static_cast<int>(order), orderChild, shallow};
+    for (const auto *bound : {&startAt, &endAt, &equalTo})
+        text.push_back(*bound ? **bound : Json("-"));
+    text.push_back(limitToFirst ? Json(*limitToFirst) : Json());
+    text.push_back(limitToLast ? Json(*limitToLast) : Json());
+    return text.dump();
+}
+
+NodePtr applyQuery(const NodePtr &stored, const Query &query)
 {
     if (query.shallow) {
-        if (!stored.is_object())
+        if (!stored || !stored->isObject())
             return stored;
-        Json shallow = Json::object();
-        for (const auto &[key, value] : stored.items())
-            shallow[key] = true;
-        return shallow;
+        std::vector<Children::Entry> marks;
+        marks.reserve(stored->children().size());
+        for (const auto &entry : stored->children())
+            marks.push_back({entry.key, trueLeaf()});
+        return Node::object(Children::fromSorted(std::move(marks)));
     }
     if (query.order == Query::Order::none)
         return stored;
-    if (!stored.is_object())
-        return Json();
+    if (!stored || !stored->isObject())
+        return nullptr;
+    const Children &children = stored->children();
+    const std::optional<Json> &lower = query.equalTo ? query.equalTo : query.startAt;
+    const std::optional<Json> &upper = query.equalTo ? query.equalTo : query.endAt;
+
+    // Positions [first, last) in key order make the result.
+    std::vector<Children::Entry> chosen;
+    if (query.order == Query::Order::key) {
+        // The children are kept in key order: the bounds and limits are positions.
+        std::size_t first = lower ? children.lowerBound(lower->get_ref<const std::string &>()) : 0;
+        std::size_t last =
+            upper ? children.upperBound(upper->get_ref<const std::string &>()) : children.size();
+        last = std::max(first, last);
+        if (query.limitToFirst)
+            last = std::min(last, first + *query.limitToFirst);
+        if (query.limitToLast && last - first > *query.limitToLast)
+            first = last - *query.limitToLast;
+        chosen.reserve(last - first);
+        auto it = children.at(first);
+        for (std::size_t i = first; i < last; ++i, ++it)
+            chosen.push_back(*it);
+        return Node::object(Children::fromSorted(std::move(chosen)));
+    }
 
     struct Item
     {
-        const std::string *key;
-        const Json *value;
+        std::size_t position; // in key order
+        const Children::Entry *entry;
         const Json *orderedBy;
     };
     std::vector<Item> items;
-    items.reserve(stored.size());
-    for (auto it = stored.begin(); it != stored.end(); ++it)
-        items.push_back({&it.key(), &*it, orderValue(*it, query)});
-
-    const bool byKey = query.order == Query::Order::key;
-    // Where an item stands against a bound: negative before it, positive after it.
-    const auto against = [&](const Item &item, const Json &bound) {
-        if (byKey)
-            return compareKeys(*item.key, bound.get_ref<const std::string &>());
-        return compareValues(item.orderedBy, &bound);
-    };
-    const std::optional<Json> &lower = query.equalTo ? query.equalTo : query.startAt;
-    const std::optional<Json> &upper = query.equalTo ? query.equalTo : query.endAt;
-    std::erase_if(items, [&](const Item &item) {
-        return (lower && against(item, *lower) < 0) || (upper && against(item, *upper) > 0);
-    });
-
-    std::sort(items.begin(), items.end(), [&](const Item &a, const Item &b) {
-        if (!byKey) {
-            if (const int order = compareValues(a.orderedBy, b.orderedBy))
-                return order < 0;
+    items.reserve(children.size());
+    std::size_t position = 0;
+    for (const auto &entry : children) {
+        const Json *orderedBy = orderValue(entry.value, query);
+        if ((lower && compareValues(orderedBy, &*lower) < 0) ||
+            (upper && compareValues(orderedBy, &*upper) > 0)) {
+            ++position;
+            continue;
         }
-        return compareKeys(*a.key, *b.key) < 0;
-    });
-    std::size_t first = 0, last = items.size();
-    if (query.limitToFirst)
-        last = std::min(last, *query.limitToFirst);
-    if (query.limitToLast && *query.limitToLast < last)
-        first = last - *query.limitToLast;
-
-    Json result = Json::object();
-    for (std::size_t i = first; i < last; ++i)
-        result[*items[i].key] = *items[i].value;
-    return result;
+        items.push_back({position++, &entry, orderedBy});
+    }
+    const auto before = [](const Item &a, const Item &b) {
+        if (const int order = compareValues(a.orderedBy, b.orderedBy))
+            return order < 0;
+        return a.position < b.position;
+    };
+    auto first = items.begin(), last = items.end();
+    if (query.limitToFirst && *query.limitToFirst < items.size()) {
+        last = first + static_cast<long>(*query.limitToFirst);
+        std::nth_element(items.begin(), last, items.end(), before);
+    } else if (query.limitToLast && *query.limitToLast < items.size()) {
+        first = last - static_cast<long>(*query.limitToLast);
+        std::nth_element(items.begin(), first, items.end(), before);
+    }
+    std::sort(first, last, [](const Item &a, const Item &b) { return a.position < b.position; });
+    chosen.reserve(static_cast<std::size_t>(last - first));
+    for (auto it = first; it != last; ++it)
+        chosen.push_back(*it->entry);
+    return Node::object(Children::fromSorted(std::move(chosen)));
 }
 
 } // namespace tailwise::realtime

@@ -8,10 +8,6 @@
 
 namespace tailwise::realtime {
 
-// Default child order (also orderBy="$key"): keys that read as 32-bit integers first,
-// numerically, the shorter text first among equal numbers; then the rest as byte strings.
-int compareKeys(std::string_view a, std::string_view b);
-
 // orderBy="$value" / "<child>" order of two values: null (or missing), false, true, numbers,
 // strings, objects; 0 for values of equal rank that do not order among themselves.
 int compareValues(const Json *a, const Json *b);
@@ -44,6 +40,10 @@ struct Query
     {
         return order != Order::none || startAt || endAt || equalTo || limitToFirst || limitToLast;
     }
+    // Whether a stream needs the query: an order alone selects every child.
+    bool selects() const { return startAt || endAt || equalTo || limitToFirst || limitToLast; }
+    // Equal for queries that give the same result.
+    std::string canonical() const;
 };
 
 // The decoded parameters of a request target's query string; later duplicates win.
@@ -52,7 +52,8 @@ std::map<std::string, std::string> queryParameters(std::string_view target);
 // Throws Refusal (400) with the reason for a malformed or contradictory query.
 Query parseQuery(const std::map<std::string, std::string> &parameters);
 
-// The query's result over the value stored at a location, still in stored form.
-Json applyQuery(const Json &stored, const Query &query);
+// The query's result over the value stored at a location, in stored form; nullptr when
+// nothing matches. The result shares its children with the location.
+NodePtr applyQuery(const NodePtr &stored, const Query &query);
 
 } // namespace tailwise::realtime

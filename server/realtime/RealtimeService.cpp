@@ -1,6 +1,7 @@
 #include "RealtimeService.h"
 
 #include "Query.h"
+#include "http/Json.h"
 #include "http/Responses.h"
 #include "http/Router.h"
 
@@ -47,16 +48,19 @@ verb effectiveMethod(const net::Request &request)
         return verb::post;
     throw Refusal(status::bad_request,
                   "X-HTTP-Method-Override must be PATCH, DELETE, PUT or POST, not '" +
-                      std::string(header->value()) + "'");
+                      net::printable(header->value()) + "'");
 }
 
+// Nothing recursive sees the body before its nesting is known to be bounded.
 Json parseBody(const net::Request &request)
 {
-    Json body = Json::parse(request.body(), nullptr, false);
-    if (body.is_discarded())
+    if (!net::nestingWithin(request.body(), maxJsonNesting))
+        throw Refusal(status::bad_request, "Data is nested too deeply");
+    auto body = net::parseJson(request.body(), maxJsonNesting);
+    if (!body)
         throw Refusal(status::bad_request,
                       "Invalid data; couldn't parse JSON object, array, or value.");
-    return body;
+    return std::move(*body);
 }
 
 bool wantsEtag(const net::Request &request)
@@ -76,7 +80,8 @@ std::optional<std::string> ifMatch(const net::Request &request)
     return etag;
 }
 
-net::Response jsonAnswer(const net::Request &request, const Json &body, Print print,
+// `body` is JSON text.
+net::Response jsonAnswer(const net::Request &request, std::string body, Print print,
                          status code = status::ok)
 {
     if (print == Print::silent) {
@@ -86,8 +91,9 @@ net::Response jsonAnswer(const net::Request &request, const Json &body, Print pr
         response.prepare_payload();
         return response;
     }
-    return net::makeResponse(request, code, print == Print::pretty ? body.dump(2) : body.dump(),
-                             "application/json; charset=utf-8");
+    if (print == Print::pretty)
+        body = Json::parse(body).dump(2);
+    return net::makeResponse(request, code, std::move(body), "application/json; charset=utf-8");
 }
 
 // POST /.ondisconnect?conn=<id> with {"path": "/a/b", "op": "remove"|"set", "data": ...}.
@@ -133,8 +139,8 @@ net::Reply RealtimeService::handle(const net::Request &request)
     } catch (const Refusal &refusal) {
         return error(request, refusal.status(), refusal.what());
     } catch (const EtagMismatch &mismatch) {
-        net::Response response =
-            jsonAnswer(request, mismatch.current, Print::normal, status::precondition_failed);
+        net::Response response = jsonAnswer(request, jsonText(mismatch.current), Print::normal,
+                                            status::precondition_failed);
         response.set(http::field::etag, mismatch.etag);
         return response;
     }
@@ -153,10 +159,8 @@ net::Reply RealtimeService::answer(const net::Request &request)
         if (wantsEventStream(request)) {
             if (query.shallow)
                 throw Refusal(status::bad_request, "shallow cannot be used on a stream");
-            // An order alone selects every child, and events carry no order: a plain stream.
             std::optional<Query> streamQuery;
-            if (query.startAt || query.endAt || query.equalTo || query.limitToFirst ||
-                query.limitToLast)
+            if (query.selects())
                 streamQuery = query;
             net::StreamingResponse stream{net::Response{status::ok, request.version()},
                                           database_.listen(path, std::move(streamQuery))};
@@ -165,36 +169,45 @@ net::Reply RealtimeService::answer(const net::Request &request)
             stream.head.set(http::field::cache_control, "no-cache");
             return stream;
         }
-        const Json value = database_.read(path);
-        const Json result = render(applyQuery(value, query));
-        net::Response response = jsonAnswer(request, result, query.print);
+        const NodePtr value = database_.read(path);
+        const NodePtr result = applyQuery(value, query);
+        // A query over an object that nothing matches reads as an empty object.
+        const bool emptyMatch = !result && query.filters() && value && value->isObject();
+        net::Response response =
+            jsonAnswer(request, emptyMatch ? "{}" : jsonText(result), query.print);
         if (wantsEtag(request))
-            response.set(http::field::etag, etagOf(render(value)));
+            response.set(http::field::etag, etagOf(value));
         return response;
     }
     case verb::put: {
-        const Json written = render(database_.set(path, parseBody(request), ifMatch(request)));
-        net::Response response = jsonAnswer(request, written, query.print);
+        const NodePtr written = database_.set(path, parseBody(request), ifMatch(request));
+        net::Response response = jsonAnswer(request, jsonText(written), query.print);
         if (wantsEtag(request))
             response.set(http::field::etag, etagOf(written));
         return response;
     }
     case verb::post:
-        return jsonAnswer(request, {{"name", database_.push(path, parseBody(request))}},
+        return jsonAnswer(request, Json{{"name", database_.push(path, parseBody(request))}}.dump(),
                           query.print);
     case verb::patch: {
-        Json written = database_.update(path, parseBody(request));
-        for (auto &[key, value] : written.items())
-            value = render(value);
-        return jsonAnswer(request, written, query.print);
+        std::string written = "{";
+        for (const auto &[key, value] : database_.update(path, parseBody(request))) {
+            if (written.size() > 1)
+                written += ',';
+            written += Json(key).dump();
+            written += ':';
+            appendJson(written, value, Form::read);
+        }
+        written += '}';
+        return jsonAnswer(request, std::move(written), query.print);
     }
     case verb::delete_: {
         database_.set(path, nullptr, ifMatch(request));
-        return jsonAnswer(request, nullptr, query.print);
+        return jsonAnswer(request, "null", query.print);
     }
     default:
         return error(request, status::method_not_allowed,
-                     "Method " + std::string(request.method_string()) + " is not supported");
+                     "Method " + net::printable(request.method_string()) + " is not supported");
     }
 }
 
@@ -209,7 +222,7 @@ net::Response RealtimeService::registerOnDisconnect(const net::Request &request)
         throw Refusal(status::bad_request, "conn must name the stream's connection id");
     const Print print = parseQuery(parameters).print;
     database_.onDisconnect(connection->second, disconnectOperation(parseBody(request)));
-    return jsonAnswer(request, nullptr, print);
+    return jsonAnswer(request, "null", print);
 }
 
 } // namespace tailwise::realtime

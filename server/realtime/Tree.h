@@ -1,44 +1,67 @@
 #pragma once
 
+#include "Node.h"
 #include "Path.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace tailwise::realtime {
 
-using Json = nlohmann::json;
-
 inline constexpr std::size_t maxStringBytes = 10 * 1024 * 1024;
+// How deep a written JSON text may nest: each level of the tree may come wrapped in
+// {".value": ...}, and a server value adds one more.
+inline constexpr std::size_t maxJsonNesting = 2 * maxDepth + 2;
 
-// The database's JSON tree in its stored form: objects are never empty, hold no nulls and no
-// arrays; an absent location is null.
-class Tree
+// The value at `path` under `root`; nullptr when absent.
+NodePtr find(const NodePtr &root, const Path &path);
+
+// A new tree with `value` at `path`; nullptr removes the location, and parents left empty go
+// too. Shares everything off the path with `root`.
+NodePtr setAt(const NodePtr &root, const Path &path, NodePtr value);
+
+// {".sv": {"increment": n}} in written data: it depends on the stored value, so it is
+// resolved when the write is applied.
+struct PendingIncrement
 {
-public:
-    // nullptr when nothing is stored there.
-    const Json *find(const Path &path) const;
-    Json get(const Path &path) const;
-    // `value` must be in stored form; null removes the location, and parents left empty go too.
-    void set(const Path &path, Json value);
-    const Json &root() const { return root_; }
-
-private:
-    void remove(const Path &path);
-
-    Json root_;
+    Path at; // below the written location
+    Json delta;
 };
 
-// A client's value turned into stored form, for writing at a location `depth` keys deep whose
-// current value is `current` (nullptr when absent): arrays become objects keyed "0", "1", ...;
-// nulls and empty objects vanish; ".value" is unwrapped and ".priority" dropped; server values
-// {".sv": ...} are resolved. Throws Refusal for bad keys, too deep data, oversize strings and
-// unknown server values.
-Json prepareValue(const Json &input, const Json *current, std::size_t depth, std::int64_t nowMs);
+struct PreparedValue
+{
+    NodePtr value; // increments hold their delta until resolved
+    std::vector<PendingIncrement> increments;
+};
 
-// The stored form as clients read it: an object whose keys are all array indexes without
-// leading zeros, the largest below twice their number, is an array (gaps are null).
-Json render(const Json &stored);
+// A client's value turned into stored form, for writing `depth` keys deep: arrays become
+// objects keyed "0", "1", ...; nulls and empty objects vanish; ".value" is unwrapped and
+// ".priority" dropped; timestamps are resolved. Throws Refusal for bad keys, too deep data,
+// oversize strings and unknown server values. Recursion is bounded by the nesting it counts.
+PreparedValue prepareValue(const Json &input, std::size_t depth, std::int64_t nowMs);
+
+// The value to write at `at`, its increments resolved against `before` (the tree as it is
+// before the write). Throws Refusal when an increment leaves no finite number.
+NodePtr resolveIncrements(const NodePtr &before, const Path &at, PreparedValue prepared);
+
+// The number an increment of `current` by `delta` stores: the delta alone when `current` is
+// absent or not a number; integers while they fit, else a double.
+Json incremented(const NodePtr &current, const Json &delta);
+
+enum class Form
+{
+    stored, // objects as kept
+    read,   // as clients read them: objects keyed like an array are arrays (the SDKs' rule)
+};
+
+// Appends the value's JSON text (null when absent). `drain`, when given, is called whenever
+// `out` has grown past a megabyte and must take its contents, so large values can be
+// written out without being held as one text.
+void appendJson(std::string &out, const NodePtr &value, Form form,
+                const std::function<void(std::string &)> &drain = {});
+std::string jsonText(const NodePtr &value, Form form = Form::read);
+Json toJson(const NodePtr &value, Form form = Form::read);
 
 } // namespace tailwise::realtime
