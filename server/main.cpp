@@ -5,14 +5,68 @@
 #include <iostream>
 #include <string>
 
+#include <sys/resource.h>
+
 namespace {
 
 void usage(std::ostream &out)
 {
     out << "usage: tailwise-server [--data-dir DIR] [--host ADDR] [--backend-port PORT]\n"
            "                       [--database-port PORT] [--push-port PORT] [--threads N]\n"
+           "                       [--public-host NAME]... [--database-max-bytes N]\n"
            "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
-           "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n";
+           "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n"
+           "--public-host: a host name clients use besides the loopback names and the listen\n"
+           "               address (requests naming any other host are refused with 421).\n"
+           "--database-max-bytes: what the realtime database may store, as JSON text\n"
+           "               (default 268435456; 0: no limit).\n";
+}
+
+std::size_t parseCount(const std::string &flag, const std::string &text)
+{
+    std::size_t used = 0;
+    unsigned long long value = 0;
+    try {
+        value = std::stoull(text, &used);
+    } catch (const std::exception &) {
+        used = 0;
+    }
+    if (used != text.size() || text.empty() || text.front() == '-') {
+        std::cerr << "tailwise-server: " << flag << " needs a whole number, not '" << text << "'\n";
+        std::exit(2);
+    }
+    return static_cast<std::size_t>(value);
+}
+
+// Every connection takes a file descriptor; the usual soft limit of 1024 would take both
+// services down long before their connection limits. Raise it as far as allowed and fit the
+// connection limits into what there is.
+void fitOpenFiles(tailwise::StackConfig &config)
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    const rlim_t before = limit.rlim_cur;
+    if (limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
+            limit.rlim_cur = before;
+    }
+    std::cerr << "tailwise-server: open files limit " << limit.rlim_cur;
+    if (limit.rlim_cur != before)
+        std::cerr << " (raised from " << before << ")";
+    std::cerr << "\n";
+    // Files, SQLite, the journal and the pools take a few; the rest is for connections.
+    constexpr rlim_t reserved = 256;
+    const std::size_t wanted =
+        config.backendLimits.maxConnections + config.databaseLimits.maxConnections;
+    if (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur >= wanted + reserved)
+        return;
+    const std::size_t each =
+        std::max<std::size_t>(64, (limit.rlim_cur > reserved ? limit.rlim_cur - reserved : 0) / 2);
+    config.backendLimits.maxConnections = config.databaseLimits.maxConnections = each;
+    std::cerr << "tailwise-server: too few open files for " << wanted
+              << " connections; each service takes at most " << each << "\n";
 }
 
 unsigned short parsePort(const std::string &flag, const std::string &text)
@@ -63,6 +117,11 @@ int main(int argc, char **argv)
             parsePort(flag, value); // not part of this build yet
         else if (flag == "--threads")
             config.threads = parsePort(flag, value);
+        else if (flag == "--public-host") {
+            config.backendLimits.publicHosts.push_back(value);
+            config.databaseLimits.publicHosts.push_back(value);
+        } else if (flag == "--database-max-bytes")
+            config.database.maxStoredBytes = parseCount(flag, value);
         else {
             std::cerr << "tailwise-server: unknown flag " << flag << "\n";
             usage(std::cerr);
@@ -77,6 +136,7 @@ int main(int argc, char **argv)
     sigaddset(&blocked, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 
+    fitOpenFiles(config);
     try {
         tailwise::ServerStack stack(config);
         const auto endpoints = stack.start();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <optional>
 #include <vector>
 
 namespace tailwise::net {
@@ -59,6 +60,18 @@ bool acceptableTarget(std::string_view target, std::size_t maxBytes)
     return !containsDotDotSegment(path);
 }
 
+// Gives a request's share of the body budget back when the request is done with.
+struct BodyReservation
+{
+    HttpServer &server;
+    std::size_t bytes;
+    ~BodyReservation()
+    {
+        if (bytes)
+            server.releaseBody(bytes);
+    }
+};
+
 class HttpServer::Session : public std::enable_shared_from_this<HttpServer::Session>
 {
 public:
@@ -74,6 +87,25 @@ public:
 
     awaitable<void> run();
     asio::any_io_executor executor() { return stream_.get_executor(); }
+    const std::string &address() const { return peer_; }
+    // Since when the connection has been waiting for a request; nullopt while it is busy.
+    std::optional<std::chrono::steady_clock::time_point> waitingSince() const
+    {
+        const auto since = waitingSinceNs_.load();
+        if (since < 0)
+            return std::nullopt;
+        return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(since));
+    }
+
+    // Runs on the session's strand: closes the connection if it is still only waiting.
+    void evict()
+    {
+        if (!waitingForRequest_)
+            return;
+        stopping_ = true;
+        beast::error_code ignored;
+        stream_.socket().cancel(ignored);
+    }
 
     // Runs on the session's strand.
     void shutdown()
@@ -108,6 +140,7 @@ private:
     std::string remote_ = "?";
     bool stopping_ = false;
     bool waitingForRequest_ = false;
+    std::atomic<std::int64_t> waitingSinceNs_{-1};
     // While streaming: the timer the stream waits on, and why it might be woken.
     asio::steady_timer *streamWake_ = nullptr;
     bool streamReady_ = false;
@@ -123,19 +156,43 @@ awaitable<void> HttpServer::Session::run()
         parser.body_limit(limits.maxBodyBytes);
 
         beast::error_code ec;
-        stream_.expires_after(limits.readTimeout);
+        stream_.expires_after(limits.headerTimeout);
         waitingForRequest_ = true;
+        waitingSinceNs_ = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                              std::chrono::steady_clock::now().time_since_epoch())
+                              .count();
         co_await http::async_read_header(stream_, buffer_, parser,
                                          redirect_error(use_awaitable, ec));
         waitingForRequest_ = false;
+        waitingSinceNs_ = -1;
         const auto started = std::chrono::steady_clock::now();
+
+        // The body is held in memory until the answer is out: it is counted against the
+        // server's budget for bodies before a byte of it is read.
+        std::size_t bodyBytes = 0;
+        if (!ec && !parser.is_done()) {
+            bodyBytes = std::min<std::size_t>(parser.content_length().value_or(limits.maxBodyBytes),
+                                              limits.maxBodyBytes);
+            if (!server_.reserveBody(bodyBytes)) {
+                Response busy =
+                    server_.errors_(Request{parser.get().base()}, http::status::service_unavailable,
+                                    "The server is busy; try again in a moment.");
+                busy.set(http::field::retry_after, "1");
+                co_await answerAndClose(std::move(busy), parser.get().method_string(),
+                                        parser.get().target(), started);
+                co_return;
+            }
+        }
+        const BodyReservation reservation{server_, bodyBytes};
 
         if (!ec && parser.get()[http::field::expect] == "100-continue" && !parser.is_done()) {
             http::response<http::empty_body> proceed{http::status::continue_, 11};
             co_await http::async_write(stream_, proceed, redirect_error(use_awaitable, ec));
         }
-        if (!ec && !parser.is_done())
+        if (!ec && !parser.is_done()) {
+            stream_.expires_after(limits.readTimeout);
             co_await http::async_read(stream_, buffer_, parser, redirect_error(use_awaitable, ec));
+        }
 
         if (ec) {
             if (isQuietDisconnect(ec))
@@ -162,7 +219,12 @@ awaitable<void> HttpServer::Session::run()
         const std::string target(request.target());
 
         Reply reply;
-        if (!acceptableTarget(target, limits.maxTargetBytes)) {
+        if (!server_.hosts_.allows(request[http::field::host], request.version())) {
+            reply = server_.errors_(request, http::status::misdirected_request,
+                                    request[http::field::host].empty()
+                                        ? "A Host header is required."
+                                        : "This server does not answer for that host name.");
+        } else if (!acceptableTarget(target, limits.maxTargetBytes)) {
             reply = server_.errors_(request, http::status::bad_request,
                                     "Request target is not an acceptable path.");
         } else {
@@ -171,7 +233,15 @@ awaitable<void> HttpServer::Session::run()
                                               ? *server_.slowLane_
                                               : server_.workers_;
                 reply = co_await asio::co_spawn(
-                    pool, [&]() -> awaitable<Reply> { co_return server_.handler_.handle(request); },
+                    pool,
+                    [&]() -> awaitable<Reply> {
+                        // Work still queued when the server stops is answered, not done: a
+                        // stop must not wait for a queue of password hashes.
+                        if (server_.stopping_.load())
+                            co_return server_.errors_(request, http::status::service_unavailable,
+                                                      "The server is stopping.");
+                        co_return server_.handler_.handle(request);
+                    },
                     use_awaitable);
             } catch (const std::exception &error) {
                 server_.log_.message(server_.service_,
@@ -181,8 +251,14 @@ awaitable<void> HttpServer::Session::run()
             }
         }
         if (auto *streamed = std::get_if<StreamingResponse>(&reply)) {
-            co_await streamBody(std::move(*streamed), method, target, started);
-            break;
+            if (server_.openStream(peer_)) {
+                co_await streamBody(std::move(*streamed), method, target, started);
+                server_.closeStream(peer_);
+                break;
+            }
+            streamed->body->close();
+            reply = server_.errors_(request, http::status::too_many_requests,
+                                    "Too many streams are open from this address.");
         }
         Response response = std::move(std::get<Response>(reply));
 
@@ -367,7 +443,8 @@ HttpServer::HttpServer(asio::io_context &io, asio::thread_pool &workers, std::st
                        StreamingHandler handler, ErrorResponder errors, AccessLog &log,
                        ServerLimits limits)
     : io_(io), workers_(workers), service_(std::move(service)), handler_(std::move(handler)),
-      errors_(std::move(errors)), log_(log), limits_(limits), acceptor_(asio::make_strand(io))
+      errors_(std::move(errors)), log_(log), limits_(std::move(limits)),
+      acceptor_(asio::make_strand(io))
 {}
 
 HttpServer::~HttpServer() = default;
@@ -379,6 +456,7 @@ tcp::endpoint HttpServer::listen(const std::string &host, unsigned short port)
     acceptor_.set_option(asio::socket_base::reuse_address(true));
     acceptor_.bind(endpoint);
     acceptor_.listen(asio::socket_base::max_listen_connections);
+    hosts_ = HostCheck(host, limits_.publicHosts);
     return acceptor_.local_endpoint();
 }
 
@@ -403,16 +481,10 @@ awaitable<void> HttpServer::acceptLoop()
             co_await backoff.async_wait(redirect_error(use_awaitable, ec));
             continue;
         }
-        if (openConnections() >= limits_.maxConnections) {
-            socket.close(ec);
-            continue;
-        }
         auto executor = socket.get_executor();
         auto session = std::make_shared<Session>(*this, std::move(socket));
-        {
-            const std::lock_guard lock(sessionsMutex_);
-            sessions_.emplace(session.get(), session);
-        }
+        if (!admit(*session))
+            continue; // the socket closes with the session
         asio::co_spawn(
             executor,
             [this, session]() -> awaitable<void> {
@@ -427,10 +499,93 @@ awaitable<void> HttpServer::acceptLoop()
     }
 }
 
+bool HttpServer::admit(Session &session)
+{
+    std::shared_ptr<Session> evicted;
+    {
+        const std::lock_guard lock(sessionsMutex_);
+        const std::string &address = session.address();
+        const bool addressFull = connectionsByAddress_[address] >= limits_.maxConnectionsPerAddress;
+        const bool serverFull = sessions_.size() >= limits_.maxConnections;
+        if (addressFull || serverFull) {
+            // Who gives way: a connection of this address when it is the one over its limit,
+            // else one of the address holding the most; the one waiting longest for a request.
+            std::string from = address;
+            if (!addressFull) {
+                std::size_t most = 0;
+                for (const auto &[other, count] : connectionsByAddress_) {
+                    if (count > most) {
+                        most = count;
+                        from = other;
+                    }
+                }
+            }
+            std::optional<std::chrono::steady_clock::time_point> oldest;
+            for (const auto &[raw, weak] : sessions_) {
+                auto candidate = weak.lock();
+                if (!candidate || candidate->address() != from)
+                    continue;
+                const auto since = candidate->waitingSince();
+                if (since && (!oldest || *since < *oldest)) {
+                    oldest = since;
+                    evicted = std::move(candidate);
+                }
+            }
+            if (!evicted)
+                return false;
+        }
+        sessions_.emplace(&session, session.weak_from_this());
+        ++connectionsByAddress_[address];
+    }
+    if (evicted)
+        asio::post(evicted->executor(), [evicted] { evicted->evict(); });
+    return true;
+}
+
 void HttpServer::forget(Session *session)
 {
     const std::lock_guard lock(sessionsMutex_);
-    sessions_.erase(session);
+    if (sessions_.erase(session) == 0)
+        return;
+    const auto found = connectionsByAddress_.find(session->address());
+    if (found != connectionsByAddress_.end() && --found->second == 0)
+        connectionsByAddress_.erase(found);
+}
+
+bool HttpServer::openStream(const std::string &address)
+{
+    const std::lock_guard lock(sessionsMutex_);
+    std::size_t &count = streamsByAddress_[address];
+    if (count >= limits_.maxStreamsPerAddress) {
+        if (count == 0)
+            streamsByAddress_.erase(address);
+        return false;
+    }
+    ++count;
+    return true;
+}
+
+void HttpServer::closeStream(const std::string &address)
+{
+    const std::lock_guard lock(sessionsMutex_);
+    const auto found = streamsByAddress_.find(address);
+    if (found != streamsByAddress_.end() && --found->second == 0)
+        streamsByAddress_.erase(found);
+}
+
+bool HttpServer::reserveBody(std::size_t bytes)
+{
+    std::size_t used = bufferedBodyBytes_.load();
+    do {
+        if (used + bytes > limits_.maxBufferedBodyBytes)
+            return false;
+    } while (!bufferedBodyBytes_.compare_exchange_weak(used, used + bytes));
+    return true;
+}
+
+void HttpServer::releaseBody(std::size_t bytes)
+{
+    bufferedBodyBytes_ -= bytes;
 }
 
 std::size_t HttpServer::openConnections() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccessLog.h"
+#include "HostCheck.h"
 #include "asio.h"
 
 #include <atomic>
@@ -15,16 +16,30 @@
 
 namespace tailwise::net {
 
+struct BodyReservation;
+
 struct ServerLimits
 {
     std::size_t maxBodyBytes = 10 * 1024 * 1024;
     std::uint32_t maxHeaderBytes = 16 * 1024;
     std::size_t maxTargetBytes = 2048;
-    // A whole request, from waiting for its first byte to its last, must arrive in this time.
+    // A request's header must have arrived this long after the connection opened or the last
+    // answer went out; its body within readTimeout after that.
+    std::chrono::milliseconds headerTimeout{std::chrono::seconds(10)};
     std::chrono::milliseconds readTimeout{std::chrono::seconds(30)};
     std::chrono::milliseconds writeTimeout{std::chrono::seconds(30)};
     unsigned maxRequestsPerConnection = 10000;
     std::size_t maxConnections = 4096;
+    // No client address may hold more; past either connection limit, a new connection takes
+    // the place of the one that has waited longest for a request, from the address holding
+    // the most, so a client trickling bytes or idling cannot lock the others out.
+    std::size_t maxConnectionsPerAddress = 2048;
+    std::size_t maxStreamsPerAddress = 1024;
+    // The bodies of all requests being received or handled together; a request that would
+    // pass it is answered 503 before its body is read.
+    std::size_t maxBufferedBodyBytes = 128 * 1024 * 1024;
+    // Host names besides the loopback ones and the listen address (see HostCheck).
+    std::vector<std::string> publicHosts;
 };
 
 // A response body produced over time, such as server-sent events. The session writes the head,
@@ -108,9 +123,17 @@ public:
 private:
     class Session;
     friend class Session;
+    friend struct BodyReservation;
 
     asio::awaitable<void> acceptLoop();
+    // Makes room for a connection from `address`: true when it may stay, possibly after
+    // evicting another that is only waiting for a request.
+    bool admit(Session &session);
     void forget(Session *session);
+    bool openStream(const std::string &address);
+    void closeStream(const std::string &address);
+    bool reserveBody(std::size_t bytes);
+    void releaseBody(std::size_t bytes);
 
     asio::io_context &io_;
     asio::thread_pool &workers_;
@@ -122,9 +145,13 @@ private:
     AccessLog &log_;
     ServerLimits limits_;
     tcp::acceptor acceptor_;
+    HostCheck hosts_;
     std::atomic<bool> stopping_{false};
+    std::atomic<std::size_t> bufferedBodyBytes_{0};
     mutable std::mutex sessionsMutex_;
     std::unordered_map<Session *, std::weak_ptr<Session>> sessions_;
+    std::unordered_map<std::string, std::size_t> connectionsByAddress_;
+    std::unordered_map<std::string, std::size_t> streamsByAddress_;
 };
 
 // The client's address as the server saw it, set on every request a handler receives (any

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <new>
 
+#include <pthread.h>
+
 namespace tailwise::realtime {
 namespace {
 
@@ -64,10 +66,13 @@ Database::Database(DatabaseOptions options)
     writeSnapshot(options_.dir, root_, appliedSeq_, generation_);
     durableSeq_ = appliedSeq_;
     publisher_ = std::thread([this] { publishDurableChanges(); });
+    pthread_setname_np(publisher_.native_handle(), "rtdb-publisher");
     journal_ = std::make_unique<Journal>(options_.dir, generation_, appliedSeq_,
                                          [this](std::uint64_t seq) { dispatch(seq); });
     maintenance_ = std::thread([this] { maintain(); });
+    pthread_setname_np(maintenance_.native_handle(), "rtdb-snapshots");
     disconnectRunner_ = std::thread([this] { runDisconnectOperations(); });
+    pthread_setname_np(disconnectRunner_.native_handle(), "rtdb-disconnect");
     registry_->setDisconnectHook([this](std::vector<DisconnectOperation> operations) {
         {
             const std::lock_guard lock(disconnectMutex_);

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -236,6 +237,7 @@ Journal::Journal(fs::path dir, std::uint64_t generation, std::uint64_t durableSe
 {
     open(generation);
     flusher_ = std::thread([this] { flushLoop(); });
+    pthread_setname_np(flusher_.native_handle(), "rtdb-journal");
 }
 
 Journal::~Journal()

@@ -73,7 +73,7 @@ TEST(MalformedRequests, BadBodiesAreRefusedAndChangeNothing)
 TEST(MalformedRequests, BrokenHttpIsAnsweredBeforeTheConnectionCloses)
 {
     TestServer server(smallLimits());
-    const std::string head = "POST /app/backend/app/users/register HTTP/1.1\r\nHost: t\r\n";
+    const std::string head = "POST /app/backend/app/users/register HTTP/1.1\r\nHost: localhost\r\n";
     const struct
     {
         const char *label;
@@ -169,10 +169,10 @@ TEST(Connections, PipelinedRequestsAreAnsweredInOrder)
     TestServer server;
     HttpClient client(server.endpoint());
     const std::string body = "{}";
-    client.write(
-        "GET /healthz HTTP/1.1\r\nHost: t\r\n\r\n"
-        "POST /app/backend/app/users/nope HTTP/1.1\r\nHost: t\r\nContent-Length: 2\r\n\r\n" +
-        body + "GET /healthz HTTP/1.1\r\nHost: t\r\nConnection: close\r\n\r\n");
+    client.write("GET /healthz HTTP/1.1\r\nHost: localhost\r\n\r\n"
+                 "POST /app/backend/app/users/nope HTTP/1.1\r\nHost: localhost\r\nContent-Length: "
+                 "2\r\n\r\n" +
+                 body + "GET /healthz HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(client.receive().status, 200);
     EXPECT_EQ(client.receive().status, 404);
     const auto last = client.receive();
@@ -185,7 +185,7 @@ TEST(Connections, ExpectContinueGetsTheGoAheadOnlyForAnAcceptableBody)
 {
     TestServer server(smallLimits());
     const std::string body = R"({"email":"ann@example.com","password":"secret-1"})";
-    const std::string head = "POST /app/backend/app/users/register HTTP/1.1\r\nHost: t\r\n"
+    const std::string head = "POST /app/backend/app/users/register HTTP/1.1\r\nHost: localhost\r\n"
                              "Content-Type: application/json\r\nExpect: 100-continue\r\n";
 
     HttpClient client(server.endpoint());
@@ -219,12 +219,14 @@ TEST(Connections, RequestCapClosesTheConnectionAfterTheLastAnswer)
 TEST(Connections, SlowOrSilentClientsAreDisconnected)
 {
     TestServerOptions options;
+    options.limits.headerTimeout = 300ms;
     options.limits.readTimeout = 300ms;
     TestServer server(options);
     const char *starts[] = {
         "",
         "POST /app/backend/app/users/log",
-        "POST /app/backend/app/users/login HTTP/1.1\r\nHost: t\r\nContent-Length: 40\r\n\r\n{\"em",
+        "POST /app/backend/app/users/login HTTP/1.1\r\nHost: localhost\r\nContent-Length: "
+        "40\r\n\r\n{\"em",
     };
     std::vector<std::unique_ptr<HttpClient>> clients;
     for (const char *start : starts) {

@@ -4,6 +4,8 @@
 
 #include "TestServer.h"
 
+#include <functional>
+
 namespace tailwise::test {
 
 struct RealtimeStackOptions
@@ -11,6 +13,8 @@ struct RealtimeStackOptions
     std::chrono::milliseconds keepAlive = 30s;
     std::size_t maxQueuedBytes = 16 * 1024 * 1024;
     std::size_t maxBodyBytes = 10 * 1024 * 1024;
+    // Anything else, before the stack is built.
+    std::function<void(StackConfig &)> configure = {};
 };
 
 class RealtimeStack
@@ -30,6 +34,8 @@ public:
         config.database.listeners.keepAlive = options_.keepAlive;
         config.database.listeners.maxQueuedBytes = options_.maxQueuedBytes;
         config.databaseLimits.maxBodyBytes = options_.maxBodyBytes;
+        if (options_.configure)
+            options_.configure(config);
         stack_ = std::make_unique<ServerStack>(std::move(config));
         endpoint_ = *stack_->start().database;
     }

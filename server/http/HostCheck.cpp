@@ -1,0 +1,68 @@
+#include "HostCheck.h"
+
+#include "asio.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace tailwise::net {
+namespace {
+
+std::string lowered(std::string_view text)
+{
+    std::string out(text);
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return out;
+}
+
+bool isLoopbackLiteral(const std::string &name)
+{
+    boost::system::error_code ec;
+    const auto address = asio::ip::make_address(name, ec);
+    return !ec && address.is_loopback();
+}
+
+} // namespace
+
+HostCheck::HostCheck(std::string listenAddress, std::vector<std::string> publicHosts)
+    : listenAddress_(hostName(listenAddress))
+{
+    for (const auto &host : publicHosts)
+        publicHosts_.push_back(hostName(host));
+}
+
+std::string HostCheck::hostName(std::string_view header)
+{
+    std::string_view name = header;
+    if (name.starts_with('[')) {
+        const auto close = name.find(']');
+        name = close == std::string_view::npos ? std::string_view() : name.substr(1, close - 1);
+    } else if (const auto colon = name.find(':');
+               colon != std::string_view::npos &&
+               name.find(':', colon + 1) == std::string_view::npos) {
+        name = name.substr(0, colon);
+    }
+    std::string host = lowered(name);
+    // "localhost." and "localhost" are one name.
+    if (host.size() > 1 && host.back() == '.')
+        host.pop_back();
+    return host;
+}
+
+bool HostCheck::allows(std::string_view header, unsigned httpVersion) const
+{
+    if (header.empty())
+        return httpVersion < 11;
+    const std::string host = hostName(header);
+    if (host.empty())
+        return false;
+    if (host == "localhost" || host.ends_with(".localhost") || isLoopbackLiteral(host))
+        return true;
+    if (!listenAddress_.empty() && host == listenAddress_ && listenAddress_ != "0.0.0.0" &&
+        listenAddress_ != "::")
+        return true;
+    return std::find(publicHosts_.begin(), publicHosts_.end(), host) != publicHosts_.end();
+}
+
+} // namespace tailwise::net
