@@ -1,11 +1,13 @@
 // Starting, stopping and restarting the stack, in-process and as the tailwise-server program.
 
+#include "RawStream.h"
 #include "ServerProcess.h"
 #include "TestServer.h"
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <fstream>
@@ -104,6 +106,44 @@ TEST(ServerProgram, ServesOnAFreePortAndExitsCleanlyOnSigterm)
     EXPECT_TRUE(WIFEXITED(*status)) << "ended by signal " << WTERMSIG(*status);
     EXPECT_EQ(WEXITSTATUS(*status), 0) << fileText(errorLog);
     EXPECT_TRUE(client.closedByServer(1s));
+}
+
+// Started with the usual soft limit of 1024 open files, the program raises it: a thousand
+// and more streams must not take both services down.
+TEST(ServerProgram, RaisesItsOpenFilesLimitAndServesBeyondIt)
+{
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (limit.rlim_max != RLIM_INFINITY && limit.rlim_max < 4096)
+        GTEST_SKIP() << "the hard limit of open files here is only " << limit.rlim_max;
+    const rlimit original = limit;
+    limit.rlim_cur = 1024;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    TempDir dir("tailwise-program");
+    const auto errorLog = dir.path() / "stderr.log";
+    ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
+                          "--data-dir", (dir.path() / "data").string()},
+                         errorLog);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const auto backend = server.listeningEndpoint("backend", 10s);
+    const auto database = server.listeningEndpoint("database", 10s);
+    ASSERT_TRUE(backend && database) << fileText(errorLog);
+
+    // From two addresses: one alone may not hold that many streams.
+    std::vector<std::unique_ptr<RawStream>> streams;
+    for (int i = 0; i < 1100; ++i) {
+        streams.push_back(std::make_unique<RawStream>(
+            *database, "/s/" + std::to_string(i) + ".json", 0, i % 2 ? "127.0.0.2" : "127.0.0.3"));
+        ASSERT_TRUE(streams.back()->head().starts_with("HTTP/1.1 200")) << i;
+    }
+    EXPECT_EQ(HttpClient(*backend).get("/healthz").status, 200u);
+    tailwise::net::Request write{tailwise::net::http::verb::put, "/s/0.json", 11};
+    write.body() = "1";
+    EXPECT_EQ(HttpClient(*database).send(std::move(write)).status, 200u);
+    EXPECT_NE(fileText(errorLog).find("open files limit"), std::string::npos);
+    streams.clear();
+    setrlimit(RLIMIT_NOFILE, &original);
 }
 
 } // namespace
