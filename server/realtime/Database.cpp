@@ -145,7 +145,6 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
     const std::lock_guard lock(mutex_);
     if (precondition)
         precondition(root_);
-    NodePtr root = root_;
     std::vector<std::pair<Path, NodePtr>> applied;
     std::vector<std::string> encoded;
     std::vector<NodePtr> values;
@@ -155,11 +154,11 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
                             : resolveIncrements(root_, write.path, std::move(write.prepared));
         if (write.encoded.empty())
             write.encoded = encodeWrite(write.path, value);
-        root = setAt(root, write.path, value);
         encoded.push_back(std::move(write.encoded));
         values.push_back(value);
         applied.emplace_back(std::move(write.path), std::move(value));
     }
+    NodePtr root = setAll(root_, applied);
     const std::size_t before = root_ ? root_->bytes() : 0;
     const std::size_t after = root ? root->bytes() : 0;
     if (options_.maxStoredBytes && after > options_.maxStoredBytes && after > before)

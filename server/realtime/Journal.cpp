@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t headerBytes = 8;
+constexpr std::size_t maxBatchBytes = 1024 * 1024;
 // A record nests its values three arrays deep; snapshots one object deep.
 constexpr std::size_t storedNesting = maxDepth + 4;
 
@@ -232,8 +233,7 @@ void writeSnapshot(const fs::path &dir, const NodePtr &root, std::uint64_t seq,
 
 Journal::Journal(fs::path dir, std::uint64_t generation, std::uint64_t durableSeq,
                  DurableCallback durable)
-    : dir_(std::move(dir)), durable_(std::move(durable)), queuedSeq_(durableSeq),
-      durableSeq_(durableSeq)
+    : dir_(std::move(dir)), durable_(std::move(durable)), durableSeq_(durableSeq)
 {
     open(generation);
     flusher_ = std::thread([this] { flushLoop(); });
@@ -273,7 +273,6 @@ void Journal::append(std::uint64_t seq, std::vector<std::string> writes)
     {
         const std::lock_guard lock(mutex_);
         queued_.emplace_back(seq, std::move(writes));
-        queuedSeq_ = seq;
         size_ += bytes;
     }
     work_.notify_one();
@@ -309,9 +308,22 @@ void Journal::flushLoop()
         work_.wait(lock, [&] { return stopping_ || !queued_.empty(); });
         if (queued_.empty())
             return;
+        // A batch stops before a record that would take it past a megabyte: a small write
+        // queued behind a large one then waits for one large flush at most, not for the large
+        // one's and every later one's together.
         std::vector<std::pair<std::uint64_t, std::vector<std::string>>> records;
-        records.swap(queued_);
-        const std::uint64_t upTo = queuedSeq_;
+        std::size_t batchBytes = 0;
+        while (!queued_.empty()) {
+            std::size_t next = 0;
+            for (const auto &write : queued_.front().second)
+                next += write.size();
+            if (!records.empty() && batchBytes + next > maxBatchBytes)
+                break;
+            batchBytes += next;
+            records.push_back(std::move(queued_.front()));
+            queued_.pop_front();
+        }
+        const std::uint64_t upTo = records.back().first;
         const int fd = fd_;
         flushing_ = true;
         lock.unlock();

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <mutex>
@@ -81,8 +82,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable work_;
     std::condition_variable done_;
-    std::vector<std::pair<std::uint64_t, std::vector<std::string>>> queued_;
-    std::uint64_t queuedSeq_ = 0;
+    std::deque<std::pair<std::uint64_t, std::vector<std::string>>> queued_;
     std::uint64_t durableSeq_ = 0;
     std::uint64_t size_ = 0;
     bool flushing_ = false;

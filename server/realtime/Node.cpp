@@ -293,6 +293,39 @@ Children Children::without(std::string_view key) const
     return Children(Erase{key}.from(root_));
 }
 
+Children Children::merged(std::vector<Entry> changes) const
+{
+    // A few changes go in one at a time, each copying the blocks on its way; many are merged
+    // with all entries in one pass and the tree built anew.
+    if (changes.size() * 16 < size()) {
+        Children result = *this;
+        for (auto &change : changes)
+            result = change.value ? result.with(std::move(change.key), std::move(change.value))
+                                  : result.without(change.key);
+        return result;
+    }
+    std::vector<Entry> entries;
+    entries.reserve(size() + changes.size());
+    auto old = begin();
+    auto change = changes.begin();
+    while (old != end() || change != changes.end()) {
+        const int order = old == end()              ? 1
+                          : change == changes.end() ? -1
+                                                    : compareKeys(old->key, change->key);
+        if (order < 0) {
+            entries.push_back(*old);
+            ++old;
+            continue;
+        }
+        if (change->value)
+            entries.push_back(std::move(*change));
+        if (order == 0)
+            ++old;
+        ++change;
+    }
+    return fromSorted(std::move(entries));
+}
+
 Children::Iterator Children::at(std::size_t index) const
 {
     Iterator it;

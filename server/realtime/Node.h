@@ -34,7 +34,7 @@ public:
     struct Entry
     {
         std::string key;
-        NodePtr value; // never null
+        NodePtr value; // never null in a Children
     };
 
     class Iterator
@@ -65,6 +65,9 @@ public:
     // A version with `key` set to `value` (not null), or without `key`.
     Children with(std::string key, NodePtr value) const;
     Children without(std::string_view key) const;
+    // A version with many keys changed at once: `changes` in key order, keys unique, a null
+    // value removes the key. Costs one pass over the children when the changes are many.
+    Children merged(std::vector<Entry> changes) const;
 
     Iterator begin() const { return at(0); }
     Iterator end() const { return {}; }

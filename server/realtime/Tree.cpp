@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace tailwise::realtime {
 namespace {
@@ -23,6 +24,34 @@ NodePtr setBelow(const NodePtr &node, const Path &path, std::size_t index, NodeP
     children =
         changed ? children.with(path[index], std::move(changed)) : children.without(path[index]);
     return Node::object(std::move(children));
+}
+
+using Write = std::pair<Path, NodePtr>;
+
+// `writes` all lie below `node` (at `depth` keys) and are sorted by path, so the writes
+// under one child are neighbours.
+NodePtr setBelowAll(const NodePtr &node, std::span<const Write *const> writes, std::size_t depth)
+{
+    if (writes.size() == 1 && writes.front()->first.size() == depth)
+        return writes.front()->second;
+    std::vector<Children::Entry> changes;
+    for (std::size_t first = 0; first < writes.size();) {
+        const std::string &key = writes[first]->first[depth];
+        std::size_t last = first + 1;
+        while (last < writes.size() && writes[last]->first[depth] == key)
+            ++last;
+        const NodePtr child = node && node->isObject() ? node->child(key) : nullptr;
+        NodePtr changed = setBelowAll(child, writes.subspan(first, last - first), depth + 1);
+        if (changed != child)
+            changes.push_back({key, std::move(changed)});
+        first = last;
+    }
+    if (changes.empty())
+        return node;
+    std::sort(changes.begin(), changes.end(),
+              [](const auto &a, const auto &b) { return compareKeys(a.key, b.key) < 0; });
+    const Children children = node && node->isObject() ? node->children() : Children();
+    return Node::object(children.merged(std::move(changes)));
 }
 
 Refusal tooDeep()
@@ -201,6 +230,19 @@ NodePtr find(const NodePtr &root, const Path &path)
 NodePtr setAt(const NodePtr &root, const Path &path, NodePtr value)
 {
     return setBelow(root, path, 0, std::move(value));
+}
+
+NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes)
+{
+    if (writes.empty())
+        return root;
+    std::vector<const Write *> sorted;
+    sorted.reserve(writes.size());
+    for (const auto &write : writes)
+        sorted.push_back(&write);
+    std::sort(sorted.begin(), sorted.end(),
+              [](const Write *a, const Write *b) { return a->first < b->first; });
+    return setBelowAll(root, sorted, 0);
 }
 
 PreparedValue prepareValue(const Json &input, std::size_t depth, std::int64_t nowMs)

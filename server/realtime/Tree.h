@@ -22,6 +22,10 @@ NodePtr find(const NodePtr &root, const Path &path);
 // too. Shares everything off the path with `root`.
 NodePtr setAt(const NodePtr &root, const Path &path, NodePtr value);
 
+// A new tree with each value at its path, as one change: the paths must not be one inside
+// another. Locations with many written children are rebuilt once, not once per write.
+NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes);
+
 // {".sv": {"increment": n}} in written data: it depends on the stored value, so it is
 // resolved when the write is applied.
 struct PendingIncrement

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -182,6 +183,31 @@ TEST(RealtimeTree, ChildrenBehaveLikeASortedMapAndKeepTheirVersions)
         EXPECT_EQ(it, version.end());
         EXPECT_EQ(version.find("absent"), nullptr);
     }
+    // Many changes merged at once, the same as one at a time.
+    std::vector<Children::Entry> changes;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string key = someKey();
+        if (std::any_of(changes.begin(), changes.end(),
+                        [&](const auto &c) { return c.key == key; }))
+            continue;
+        const bool remove = random() % 3 == 0;
+        changes.push_back({key, remove ? nullptr : Node::leaf(-i)});
+        if (remove)
+            expected.erase(key);
+        else
+            expected[key] = -i;
+    }
+    std::sort(changes.begin(), changes.end(),
+              [](const auto &a, const auto &b) { return compareKeys(a.key, b.key) < 0; });
+    children = children.merged(std::move(changes));
+    ASSERT_EQ(children.size(), expected.size());
+    auto merged = children.begin();
+    for (const auto &[key, value] : expected) {
+        ASSERT_EQ(merged->key, key);
+        ASSERT_EQ(merged->value->scalar(), value);
+        ++merged;
+    }
+
     // Built in one go from sorted entries, the same.
     std::vector<Children::Entry> entries;
     for (const auto &[key, value] : expected)
