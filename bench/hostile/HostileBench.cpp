@@ -22,6 +22,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -46,6 +47,7 @@ struct Options
     int pid = 0;
     int seconds = 10;
     bool store = false;
+    std::string only; // one attack by name
 };
 
 // ---- Sockets --------------------------------------------------------------------------------
@@ -185,6 +187,7 @@ public:
 
     void start()
     {
+        began_ = Clock::now();
         running_ = true;
         thread_ = std::thread([this] { run(); });
     }
@@ -203,11 +206,16 @@ private:
         for (int tick = 0; running_; ++tick) {
             const auto started = Clock::now();
             const auto status = ask(options_.database, write, 2s);
+            const double ms =
+                std::chrono::duration<double, std::milli>(Clock::now() - started).count();
             if (status == 204)
-                result_.writeMs.push_back(
-                    std::chrono::duration<double, std::milli>(Clock::now() - started).count());
+                result_.writeMs.push_back(ms);
             else
                 ++result_.writeFailures;
+            if (std::getenv("BENCH_TRACE") && (status != 204 || ms > 100))
+                std::fprintf(stderr, "probe at %.1f s: %s after %.0f ms\n",
+                             std::chrono::duration<double>(started - began_).count(),
+                             status == 204 ? "answered" : "FAILED", ms);
             if (tick % 5 == 0 && ask(options_.backend, health, 2s) != 200)
                 ++result_.healthFailures;
             result_.peakKiB = std::max(result_.peakKiB, residentKiB(options_.pid));
@@ -216,6 +224,7 @@ private:
     }
 
     const Options &options_;
+    Clock::time_point began_;
     std::atomic<bool> running_{false};
     std::thread thread_;
     ProbeResult result_;
@@ -424,6 +433,8 @@ Options parse(int argc, char **argv)
             options.seconds = value();
         else if (flag == "--store")
             options.store = true;
+        else if (flag == "--only" && i + 1 < argc)
+            options.only = argv[++i];
         else
             throw std::runtime_error("unknown flag " + flag);
     }
@@ -479,6 +490,8 @@ int main(int argc, char **argv)
                 "failures | peak resident MiB | server up |\n"
                 "|---|---|---:|---:|---:|---:|---:|---:|---:|---|\n");
     for (const auto &attack : attacks) {
+        if (!options.only.empty() && options.only != attack.name)
+            continue;
         if (attack.prepare)
             attack.prepare();
         std::atomic<bool> running{true};

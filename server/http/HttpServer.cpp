@@ -9,6 +9,8 @@
 namespace tailwise::net {
 namespace {
 
+constexpr int streamSendBufferBytes = 128 * 1024;
+
 using asio::awaitable;
 using asio::redirect_error;
 using asio::use_awaitable;
@@ -88,15 +90,6 @@ public:
     awaitable<void> run();
     asio::any_io_executor executor() { return stream_.get_executor(); }
     const std::string &address() const { return peer_; }
-    // Since when the connection has been waiting for a request; nullopt while it is busy.
-    std::optional<std::chrono::steady_clock::time_point> waitingSince() const
-    {
-        const auto since = waitingSinceNs_.load();
-        if (since < 0)
-            return std::nullopt;
-        return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(since));
-    }
-
     // Runs on the session's strand: closes the connection if it is still only waiting.
     void evict()
     {
@@ -140,7 +133,6 @@ private:
     std::string remote_ = "?";
     bool stopping_ = false;
     bool waitingForRequest_ = false;
-    std::atomic<std::int64_t> waitingSinceNs_{-1};
     // While streaming: the timer the stream waits on, and why it might be woken.
     asio::steady_timer *streamWake_ = nullptr;
     bool streamReady_ = false;
@@ -158,13 +150,11 @@ awaitable<void> HttpServer::Session::run()
         beast::error_code ec;
         stream_.expires_after(limits.headerTimeout);
         waitingForRequest_ = true;
-        waitingSinceNs_ = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                              std::chrono::steady_clock::now().time_since_epoch())
-                              .count();
+        server_.clients_.setWaiting(this, peer_, true);
         co_await http::async_read_header(stream_, buffer_, parser,
                                          redirect_error(use_awaitable, ec));
         waitingForRequest_ = false;
-        waitingSinceNs_ = -1;
+        server_.clients_.setWaiting(this, peer_, false);
         const auto started = std::chrono::steady_clock::now();
 
         // The body is held in memory until the answer is out: it is counted against the
@@ -251,9 +241,9 @@ awaitable<void> HttpServer::Session::run()
             }
         }
         if (auto *streamed = std::get_if<StreamingResponse>(&reply)) {
-            if (server_.openStream(peer_)) {
+            if (server_.clients_.openStream(peer_)) {
                 co_await streamBody(std::move(*streamed), method, target, started);
-                server_.closeStream(peer_);
+                server_.clients_.closeStream(peer_);
                 break;
             }
             streamed->body->close();
@@ -318,6 +308,11 @@ awaitable<void> HttpServer::Session::streamBody(StreamingResponse reply, std::st
     // Events are small and each should leave at once, not wait for the previous one's ACK.
     beast::error_code ignored;
     stream_.socket().set_option(tcp::no_delay(true), ignored);
+    // The kernel would grow a stream's send buffer to megabytes for a client that reads
+    // nothing, memory no budget of ours counts and copying that takes the network threads'
+    // time. A fixed, modest buffer keeps what waits for a client in the stream's own queue.
+    stream_.socket().set_option(asio::socket_base::send_buffer_size(streamSendBufferBytes),
+                                ignored);
     Response &head = reply.head;
     head.keep_alive(false);
     head.erase(http::field::content_length);
@@ -444,7 +439,9 @@ HttpServer::HttpServer(asio::io_context &io, asio::thread_pool &workers, std::st
                        ServerLimits limits)
     : io_(io), workers_(workers), service_(std::move(service)), handler_(std::move(handler)),
       errors_(std::move(errors)), log_(log), limits_(std::move(limits)),
-      acceptor_(asio::make_strand(io))
+      acceptor_(asio::make_strand(io)),
+      clients_(
+          {limits_.maxConnections, limits_.maxConnectionsPerAddress, limits_.maxStreamsPerAddress})
 {}
 
 HttpServer::~HttpServer() = default;
@@ -501,41 +498,17 @@ awaitable<void> HttpServer::acceptLoop()
 
 bool HttpServer::admit(Session &session)
 {
+    const ClientBook::Admission admission = clients_.admit(session.address());
+    if (!admission.admitted)
+        return false;
     std::shared_ptr<Session> evicted;
     {
         const std::lock_guard lock(sessionsMutex_);
-        const std::string &address = session.address();
-        const bool addressFull = connectionsByAddress_[address] >= limits_.maxConnectionsPerAddress;
-        const bool serverFull = sessions_.size() >= limits_.maxConnections;
-        if (addressFull || serverFull) {
-            // Who gives way: a connection of this address when it is the one over its limit,
-            // else one of the address holding the most; the one waiting longest for a request.
-            std::string from = address;
-            if (!addressFull) {
-                std::size_t most = 0;
-                for (const auto &[other, count] : connectionsByAddress_) {
-                    if (count > most) {
-                        most = count;
-                        from = other;
-                    }
-                }
-            }
-            std::optional<std::chrono::steady_clock::time_point> oldest;
-            for (const auto &[raw, weak] : sessions_) {
-                auto candidate = weak.lock();
-                if (!candidate || candidate->address() != from)
-                    continue;
-                const auto since = candidate->waitingSince();
-                if (since && (!oldest || *since < *oldest)) {
-                    oldest = since;
-                    evicted = std::move(candidate);
-                }
-            }
-            if (!evicted)
-                return false;
-        }
         sessions_.emplace(&session, session.weak_from_this());
-        ++connectionsByAddress_[address];
+        if (const auto found =
+                sessions_.find(static_cast<Session *>(const_cast<void *>(admission.evicted)));
+            found != sessions_.end())
+            evicted = found->second.lock();
     }
     if (evicted)
         asio::post(evicted->executor(), [evicted] { evicted->evict(); });
@@ -544,33 +517,12 @@ bool HttpServer::admit(Session &session)
 
 void HttpServer::forget(Session *session)
 {
-    const std::lock_guard lock(sessionsMutex_);
-    if (sessions_.erase(session) == 0)
-        return;
-    const auto found = connectionsByAddress_.find(session->address());
-    if (found != connectionsByAddress_.end() && --found->second == 0)
-        connectionsByAddress_.erase(found);
-}
-
-bool HttpServer::openStream(const std::string &address)
-{
-    const std::lock_guard lock(sessionsMutex_);
-    std::size_t &count = streamsByAddress_[address];
-    if (count >= limits_.maxStreamsPerAddress) {
-        if (count == 0)
-            streamsByAddress_.erase(address);
-        return false;
+    {
+        const std::lock_guard lock(sessionsMutex_);
+        if (sessions_.erase(session) == 0)
+            return;
     }
-    ++count;
-    return true;
-}
-
-void HttpServer::closeStream(const std::string &address)
-{
-    const std::lock_guard lock(sessionsMutex_);
-    const auto found = streamsByAddress_.find(address);
-    if (found != streamsByAddress_.end() && --found->second == 0)
-        streamsByAddress_.erase(found);
+    clients_.leave(session, session->address());
 }
 
 bool HttpServer::reserveBody(std::size_t bytes)

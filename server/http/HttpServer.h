@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccessLog.h"
+#include "ClientBook.h"
 #include "HostCheck.h"
 #include "asio.h"
 
@@ -126,12 +127,10 @@ private:
     friend struct BodyReservation;
 
     asio::awaitable<void> acceptLoop();
-    // Makes room for a connection from `address`: true when it may stay, possibly after
-    // evicting another that is only waiting for a request.
+    // Makes room for a connection: true when it may stay, possibly after evicting another
+    // that is only waiting for a request.
     bool admit(Session &session);
     void forget(Session *session);
-    bool openStream(const std::string &address);
-    void closeStream(const std::string &address);
     bool reserveBody(std::size_t bytes);
     void releaseBody(std::size_t bytes);
 
@@ -150,8 +149,7 @@ private:
     std::atomic<std::size_t> bufferedBodyBytes_{0};
     mutable std::mutex sessionsMutex_;
     std::unordered_map<Session *, std::weak_ptr<Session>> sessions_;
-    std::unordered_map<std::string, std::size_t> connectionsByAddress_;
-    std::unordered_map<std::string, std::size_t> streamsByAddress_;
+    ClientBook clients_;
 };
 
 // The client's address as the server saw it, set on every request a handler receives (any
