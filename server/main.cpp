@@ -11,8 +11,13 @@ void usage(std::ostream &out)
 {
     out << "usage: tailwise-server [--data-dir DIR] [--host ADDR] [--backend-port PORT]\n"
            "                       [--database-port PORT] [--push-port PORT] [--threads N]\n"
+           "                       [--oidc-issuer NAME=ISSUER_URL] [--oidc-jwks NAME=FILE_OR_URL]\n"
+           "                       [--oidc-client-id NAME=CLIENT_ID] [--no-rate-limits]\n"
            "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
-           "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n";
+           "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n"
+           "Social sign-in: NAME is google (register_type \"gmail\") or facebook; a provider\n"
+           "needs all three --oidc flags, and without them its sign-in is refused.\n"
+           "--no-rate-limits is for load tests only.\n";
 }
 
 unsigned short parsePort(const std::string &flag, const std::string &text)
@@ -32,6 +37,25 @@ unsigned short parsePort(const std::string &flag, const std::string &text)
     return static_cast<unsigned short>(value);
 }
 
+// "--oidc-issuer google=https://accounts.google.com" sets one setting of one provider.
+void setProviderValue(tailwise::backend::IdentityProviderConfigs &providers,
+                      const std::string &flag, const std::string &value)
+{
+    const auto equals = value.find('=');
+    if (equals == std::string::npos || equals == 0 || equals + 1 == value.size()) {
+        std::cerr << "tailwise-server: " << flag << " needs NAME=VALUE, not '" << value << "'\n";
+        std::exit(2);
+    }
+    auto &provider = providers[value.substr(0, equals)];
+    const std::string setting = value.substr(equals + 1);
+    if (flag == "--oidc-issuer")
+        provider.issuer = setting;
+    else if (flag == "--oidc-jwks")
+        provider.keys = setting;
+    else
+        provider.clientId = setting;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -44,6 +68,10 @@ int main(int argc, char **argv)
         if (flag == "--help" || flag == "-h") {
             usage(std::cout);
             return 0;
+        }
+        if (flag == "--no-rate-limits") {
+            config.rateLimits.enabled = false;
+            continue;
         }
         if (i + 1 >= argc) {
             std::cerr << "tailwise-server: " << flag << " needs a value\n";
@@ -63,6 +91,8 @@ int main(int argc, char **argv)
             parsePort(flag, value); // not part of this build yet
         else if (flag == "--threads")
             config.threads = parsePort(flag, value);
+        else if (flag == "--oidc-issuer" || flag == "--oidc-jwks" || flag == "--oidc-client-id")
+            setProviderValue(config.identityProviders, flag, value);
         else {
             std::cerr << "tailwise-server: unknown flag " << flag << "\n";
             usage(std::cerr);

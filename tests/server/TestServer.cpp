@@ -127,7 +127,8 @@ HttpReply HttpClient::postBody(std::string_view target, std::string body, const 
                                std::string_view contentType)
 {
     net::Request request{http::verb::post, target, 11};
-    request.set(http::field::content_type, contentType);
+    if (!contentType.empty())
+        request.set(http::field::content_type, contentType);
     for (const auto &[name, value] : headers)
         request.set(name, value);
     request.body() = std::move(body);
@@ -196,7 +197,7 @@ bool HttpClient::closedByServer(std::chrono::milliseconds within)
 }
 
 TestServer::TestServer(TestServerOptions options)
-    : options_(options), accessLog_(std::fopen("/dev/null", "w"))
+    : options_(std::move(options)), accessLog_(std::fopen("/dev/null", "w"))
 {
     start();
 }
@@ -220,6 +221,8 @@ void TestServer::start()
     config.passwordCost = backend::PasswordCost::minimal();
     config.clock = &clock_;
     config.backendLimits = options_.limits;
+    config.rateLimits = options_.rateLimits;
+    config.identityProviders = options_.identityProviders;
     config.accessLog = accessLog_;
     stack_ = std::make_unique<ServerStack>(std::move(config));
     endpoint_ = stack_->start().backend;

@@ -72,6 +72,7 @@ public:
     HttpReply send(net::Request request);
     HttpReply post(std::string_view target, const nlohmann::json &body,
                    const Headers &headers = {});
+    // An empty `contentType` sends no Content-Type header.
     HttpReply postBody(std::string_view target, std::string body, const Headers &headers = {},
                        std::string_view contentType = "application/json");
     HttpReply get(std::string_view target, const Headers &headers = {});
@@ -106,6 +107,8 @@ struct TestServerOptions
 {
     net::ServerLimits limits = {};
     unsigned threads = 2;
+    backend::RateLimitPolicy rateLimits = {};
+    backend::IdentityProviderConfigs identityProviders = {};
 };
 
 struct Account
