@@ -7,36 +7,15 @@
 
 #include <cctype>
 #include <fstream>
-#include <latch>
 #include <map>
 #include <regex>
 #include <set>
-#include <thread>
 
 using namespace tailwise::test;
 namespace net = tailwise::net;
 using nlohmann::json;
 
 namespace {
-
-// Runs `request` on `count` connections of their own, all released at once.
-template <typename Request>
-std::vector<HttpReply> concurrently(TestServer &server, int count, Request request)
-{
-    std::vector<HttpReply> replies(static_cast<std::size_t>(count));
-    std::latch ready(count);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([&, i] {
-            HttpClient client(server.endpoint());
-            ready.arrive_and_wait();
-            replies[static_cast<std::size_t>(i)] = request(client, i);
-        });
-    }
-    for (auto &thread : threads)
-        thread.join();
-    return replies;
-}
 
 class Accounts : public ::testing::Test
 {
@@ -48,11 +27,6 @@ protected:
     HttpReply login(const std::string &email, const std::string &password)
     {
         return post("login", {{"email", email}, {"password", password}});
-    }
-    template <typename Request>
-    std::vector<HttpReply> concurrently(int count, Request request)
-    {
-        return ::concurrently(server, count, request);
     }
 
     TestServer server;
@@ -404,6 +378,12 @@ TEST_F(Accounts, SignedInEndpointsRequireTheAccountsOwnSession)
         {"change_password", {{"old_password", ann.password}, {"new_password", "fresh-pw"}}},
         {"logout", json::object()},
         {"deactivate", {{"reason", "Moving away"}, {"message", ""}}},
+        {"get_profile", json::object()},
+        {"statusUpdate", {{"status", "Online"}}},
+        {"update", {{"about", "x"}}},
+        {"all_users/" + ann.userId, {{"filter", "All"}}},
+        {"get_user_favourite/" + ann.userId, {{"filter", "All"}}},
+        {"create_user_favourite", {{"favouriteId", bo.userId}, {"favourite_status", "1"}}},
     };
     const struct
     {
@@ -440,6 +420,9 @@ TEST_F(Accounts, SignedInEndpointsRequireTheAccountsOwnSession)
     EXPECT_TRUE(login(ann.email, ann.password).succeeded());
     EXPECT_TRUE(server.sessionWorks(ann.userId, ann.token));
     EXPECT_TRUE(server.sessionWorks(bo.userId, bo.token));
+    const auto favourites =
+        post("get_user_favourite/" + ann.userId, json::object(), bearer(ann.token));
+    EXPECT_TRUE(favourites.json["data"].empty()) << "a refused mark was stored: " << favourites;
 }
 
 TEST_F(Accounts, LogoutEndsOnlyThatSession)
@@ -485,7 +468,7 @@ TEST_F(Accounts, DeactivationClosesTheAccountForGood)
 TEST_F(Accounts, SimultaneousRegistrationsOfOneAddressMakeOneAccount)
 {
     constexpr int clients = 16;
-    const std::vector<HttpReply> replies = concurrently(clients, [&](HttpClient &client, int) {
+    const std::vector<HttpReply> replies = server.concurrently(clients, [&](HttpClient &client) {
         return client.post(TestServer::api("register"),
                            {{"email", "race@example.com"}, {"password", "secret-1"}});
     });
@@ -503,7 +486,7 @@ TEST_F(Accounts, SimultaneousRegistrationsOfOneAddressMakeOneAccount)
 TEST_F(Accounts, SimultaneousWrongPasswordsCheckNoMoreThanTheLockAllows)
 {
     const Account ann = server.registerAccount("ann@example.com");
-    const std::vector<HttpReply> replies = concurrently(16, [&](HttpClient &client, int) {
+    const std::vector<HttpReply> replies = server.concurrently(16, [&](HttpClient &client) {
         return client.post(TestServer::api("login"),
                            {{"email", ann.email}, {"password", "wrong-pw"}});
     });

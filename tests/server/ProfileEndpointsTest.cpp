@@ -170,37 +170,6 @@ TEST_F(ProfileEndpoints, AFinishedProfileEndsTheNewAccountMark)
     EXPECT_EQ(isNew(), 0);
 }
 
-TEST_F(ProfileEndpoints, EveryProfileAndPartnerCallNeedsTheCallersOwnSession)
-{
-    const Account ben = server_.registerAccount("ben@example.com");
-    const std::vector<std::pair<std::string, nlohmann::json>> calls = {
-        {"get_profile", {{"user_id", anna_.userId}}},
-        {"statusUpdate", {{"user_id", anna_.userId}, {"status", "Online"}}},
-        {"update", {{"user_id", anna_.userId}, {"about", "x"}}},
-        {"all_users/" + anna_.userId, {{"filter", "All"}}},
-        {"get_user_favourite/" + anna_.userId, {{"filter", "All"}}},
-        {"create_user_favourite",
-         {{"user_id", anna_.userId}, {"favouriteId", ben.userId}, {"favourite_status", "1"}}},
-    };
-    for (const auto &[word, body] : calls) {
-        const HttpReply anonymous = server_.post(TestServer::api(word), body);
-        EXPECT_TRUE(anonymous.refused()) << word << ": " << anonymous;
-        EXPECT_EQ(anonymous.status, 401u) << word;
-        const HttpReply forged = server_.post(TestServer::api(word), body, bearer("0" + ben.token));
-        EXPECT_TRUE(forged.refused()) << word << ": " << forged;
-    }
-    // Acting for another account with one's own session is refused too, reading its
-    // profile included.
-    for (const auto &[word, body] : calls) {
-        const HttpReply reply = server_.post(TestServer::api(word), body, bearer(ben.token));
-        EXPECT_EQ(reply.status, 403u) << word << ": " << reply;
-    }
-    const HttpReply favourites = server_.post(TestServer::api("get_user_favourite/" + ben.userId),
-                                              {{"filter", "All"}}, bearer(ben.token));
-    ASSERT_TRUE(favourites.json.contains("data")) << favourites;
-    EXPECT_TRUE(favourites.json["data"].empty()) << "a refused mark was stored";
-}
-
 TEST_F(ProfileEndpoints, OtherPeopleSeeNeitherTheAddressNorTheDeviceToken)
 {
     const Account ben = server_.registerAccount("ben@example.com");

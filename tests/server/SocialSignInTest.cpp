@@ -18,7 +18,6 @@
 
 #include <atomic>
 #include <fstream>
-#include <latch>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -341,18 +340,10 @@ TEST_F(SocialSignIn, AnAddressThatSignsInAnotherWayGetsOneNeutralAnswer)
 TEST_F(SocialSignIn, SimultaneousFirstSignInsOfOneIdentityMakeOneAccount)
 {
     const std::string idToken = token(googleKey(), googleClaims("cy@example.com"));
-    std::vector<HttpReply> replies(12);
-    std::latch ready(12);
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < replies.size(); ++i)
-        threads.emplace_back([&, i] {
-            HttpClient client(server.endpoint());
-            ready.arrive_and_wait();
-            replies[i] = client.post(TestServer::api("register"),
-                                     {{"register_type", "gmail"}, {"id_token", idToken}});
-        });
-    for (auto &thread : threads)
-        thread.join();
+    const auto replies = server.concurrently(12, [&](HttpClient &client) {
+        return client.post(TestServer::api("register"),
+                           {{"register_type", "gmail"}, {"id_token", idToken}});
+    });
     std::set<std::string> ids;
     int created = 0;
     for (const auto &reply : replies) {

@@ -2,9 +2,11 @@
 
 #include "backend/BackendService.h"
 
+#include <latch>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include <stdlib.h>
 
@@ -262,6 +264,24 @@ HttpReply TestServer::postBody(std::string_view target, std::string body, const 
 HttpReply TestServer::exchange(std::string_view bytes)
 {
     return HttpClient(endpoint_).exchange(bytes);
+}
+
+std::vector<HttpReply>
+TestServer::concurrently(int count, const std::function<HttpReply(HttpClient &)> &request)
+{
+    std::vector<HttpReply> replies(static_cast<std::size_t>(count));
+    std::latch ready(count);
+    std::vector<std::thread> threads;
+    for (auto &reply : replies) {
+        threads.emplace_back([&] {
+            HttpClient client(endpoint_);
+            ready.arrive_and_wait();
+            reply = request(client);
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    return replies;
 }
 
 Account TestServer::registerAccount(const std::string &email, const std::string &password,

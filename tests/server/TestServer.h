@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -150,6 +151,10 @@ public:
     HttpReply postBody(std::string_view target, std::string body, const Headers &headers = {},
                        std::string_view contentType = "application/json");
     HttpReply exchange(std::string_view bytes);
+
+    // Sends `request` on `count` connections of their own, released all at once.
+    std::vector<HttpReply> concurrently(int count,
+                                        const std::function<HttpReply(HttpClient &)> &request);
 
     // Registers a manual account and returns it signed in; throws when the server refuses.
     Account registerAccount(const std::string &email, const std::string &password = "secret-1",
