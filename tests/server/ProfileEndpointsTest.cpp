@@ -117,8 +117,8 @@ TEST_F(ProfileEndpoints, AStoredPictureIsRemovedOnlyByItsOwnersReplacement)
     const std::string annas = saved.json["data"][0].value("profilePic", "");
     ASSERT_FALSE(annas.empty()) << saved;
     // Claiming Anna's picture at sign-up, then replacing "it", must not delete her file.
-    const Account ben = server_.registerAccount("ben@example.com", "secret-1",
-                                                {{"profilePic", annas}});
+    const Account ben =
+        server_.registerAccount("ben@example.com", "secret-1", {{"profilePic", annas}});
     ASSERT_TRUE(save(ben, {{"profilePic", png + "-ben", "b.png"}}).succeeded());
     EXPECT_EQ(download(annas).status, 200u);
     EXPECT_EQ(storedPictures(), 2u);
