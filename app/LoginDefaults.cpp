@@ -97,6 +97,22 @@ void LoginDefaults::logOut()
     LoginManager().logOut();
 }
 
+void LoginDefaults::endExpiredSession(const QString &token)
+{
+    if (token.isEmpty() || userToken() != token)
+        return;
+    setUserId(std::nullopt);
+    setUserToken(std::nullopt);
+    Q_EMIT
+    SessionEvents::shared().sessionExpired();
+}
+
+SessionEvents &SessionEvents::shared()
+{
+    static SessionEvents events;
+    return events;
+}
+
 void LoginDefaults::swtichOff()
 {
     setSwitchState(std::nullopt);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
 
 #include <optional>
@@ -31,6 +32,10 @@ public:
     // Clears the session and the per-user choices and signs out of the Google and Facebook
     // kits. "switchState" and "RegisterStatus" stay as they are.
     void logOut();
+    // The backend refused `token` as a session that has ended. When it is still the stored
+    // one, the stored user id and token are cleared and SessionEvents tells the app, once;
+    // a token already replaced by a newer sign-in changes nothing.
+    void endExpiredSession(const QString &token);
     void swtichOff();
 
 private:
@@ -45,4 +50,18 @@ private:
     static inline const QString kLedColor = QStringLiteral("LedColour");
     static inline const QString kSelectedReason = QStringLiteral("SelectedReason");
     static inline const QString kSwitchState = QStringLiteral("switchState");
+};
+
+// App-wide news about the stored session, for the screens.
+class SessionEvents : public QObject
+{
+    Q_OBJECT
+
+public:
+    static SessionEvents &shared();
+
+Q_SIGNALS:
+    // The backend no longer accepts the stored session and it has been cleared: the screens
+    // return to sign-in.
+    void sessionExpired();
 };

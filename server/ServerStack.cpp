@@ -22,6 +22,8 @@ ServerStack::ServerStack(StackConfig config)
         config_.dataDir,
         config_.passwordCost,
         config_.clock,
+        config_.identityProviders,
+        config_.rateLimits,
     });
     backendServer_ = std::make_unique<net::HttpServer>(
         io_, workers_, "backend",

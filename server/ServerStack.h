@@ -23,6 +23,8 @@ struct StackConfig
     backend::PasswordCost passwordCost = backend::PasswordCost::interactive();
     const backend::Clock *clock = nullptr;
     net::ServerLimits backendLimits = {};
+    backend::IdentityProviderConfigs identityProviders = {};
+    backend::RateLimitPolicy rateLimits = {};
     // The realtime database is served only when a port is given.
     std::optional<unsigned short> databasePort;
     net::ServerLimits databaseLimits = {};

@@ -14,12 +14,17 @@ void usage(std::ostream &out)
     out << "usage: tailwise-server [--data-dir DIR] [--host ADDR] [--backend-port PORT]\n"
            "                       [--database-port PORT] [--push-port PORT] [--threads N]\n"
            "                       [--public-host NAME]... [--database-max-bytes N]\n"
+           "                       [--oidc-issuer NAME=ISSUER_URL] [--oidc-jwks NAME=FILE_OR_URL]\n"
+           "                       [--oidc-client-id NAME=CLIENT_ID] [--no-rate-limits]\n"
            "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
            "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n"
            "--public-host: a host name clients use besides the loopback names and the listen\n"
            "               address (requests naming any other host are refused with 421).\n"
            "--database-max-bytes: what the realtime database may store, as JSON text\n"
-           "               (default 268435456; 0: no limit).\n";
+           "               (default 268435456; 0: no limit).\n"
+           "Social sign-in: NAME is google (register_type \"gmail\") or facebook; a provider\n"
+           "needs all three --oidc flags, and without them its sign-in is refused.\n"
+           "--no-rate-limits is for load tests only.\n";
 }
 
 std::size_t parseCount(const std::string &flag, const std::string &text)
@@ -86,6 +91,25 @@ unsigned short parsePort(const std::string &flag, const std::string &text)
     return static_cast<unsigned short>(value);
 }
 
+// "--oidc-issuer google=https://accounts.google.com" sets one setting of one provider.
+void setProviderValue(tailwise::backend::IdentityProviderConfigs &providers,
+                      const std::string &flag, const std::string &value)
+{
+    const auto equals = value.find('=');
+    if (equals == std::string::npos || equals == 0 || equals + 1 == value.size()) {
+        std::cerr << "tailwise-server: " << flag << " needs NAME=VALUE, not '" << value << "'\n";
+        std::exit(2);
+    }
+    auto &provider = providers[value.substr(0, equals)];
+    const std::string setting = value.substr(equals + 1);
+    if (flag == "--oidc-issuer")
+        provider.issuer = setting;
+    else if (flag == "--oidc-jwks")
+        provider.keys = setting;
+    else
+        provider.clientId = setting;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -98,6 +122,10 @@ int main(int argc, char **argv)
         if (flag == "--help" || flag == "-h") {
             usage(std::cout);
             return 0;
+        }
+        if (flag == "--no-rate-limits") {
+            config.rateLimits.enabled = false;
+            continue;
         }
         if (i + 1 >= argc) {
             std::cerr << "tailwise-server: " << flag << " needs a value\n";
@@ -122,6 +150,8 @@ int main(int argc, char **argv)
             config.databaseLimits.publicHosts.push_back(value);
         } else if (flag == "--database-max-bytes")
             config.database.maxStoredBytes = parseCount(flag, value);
+        else if (flag == "--oidc-issuer" || flag == "--oidc-jwks" || flag == "--oidc-client-id")
+            setProviderValue(config.identityProviders, flag, value);
         else {
             std::cerr << "tailwise-server: unknown flag " << flag << "\n";
             usage(std::cerr);

@@ -7,9 +7,10 @@
 
 QString withoutSecrets(const QString &line)
 {
-    // Request and answer dumps are JSON; passwords and session tokens never reach the log.
+    // Request and answer dumps are JSON; passwords, session tokens and sign-in tokens never
+    // reach the log.
     static const QRegularExpression secret(QStringLiteral(
-        R"re(("(?:password|old_password|new_password|userToken)"\s*:\s*)"(?:[^"\\]|\\.)*")re"));
+        R"re(("(?:password|old_password|new_password|userToken|id_token)"\s*:\s*)"(?:[^"\\]|\\.)*")re"));
     QString redacted = line;
     redacted.replace(secret, QStringLiteral(R"(\1"<hidden>")"));
     return redacted;

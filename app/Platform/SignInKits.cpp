@@ -10,6 +10,12 @@ std::optional<QString> &facebookToken()
     return token;
 }
 
+std::optional<QString> &facebookIdToken()
+{
+    static std::optional<QString> token;
+    return token;
+}
+
 } // namespace
 
 GIDSignIn &GIDSignIn::sharedInstance()
@@ -21,7 +27,7 @@ GIDSignIn &GIDSignIn::sharedInstance()
 void GIDSignIn::signOut()
 {
     print(QStringLiteral("GIDSignIn: signed out%1")
-              .arg(currentUser_ ? QStringLiteral(" ") + *currentUser_ : QString()));
+              .arg(currentUser_ ? QStringLiteral(" ") + currentUser_->email : QString()));
     currentUser_.reset();
 }
 
@@ -35,8 +41,19 @@ void AccessToken::setCurrent(std::optional<QString> token)
     facebookToken() = std::move(token);
 }
 
+std::optional<QString> AuthenticationToken::current()
+{
+    return facebookIdToken();
+}
+
+void AuthenticationToken::setCurrent(std::optional<QString> tokenString)
+{
+    facebookIdToken() = std::move(tokenString);
+}
+
 void LoginManager::logOut()
 {
     print(QStringLiteral("FBSDKLoginManager: logged out"));
     facebookToken().reset();
+    facebookIdToken().reset();
 }

@@ -69,6 +69,7 @@ int main(int argc, char **argv)
                 backend::PartnerQuery query;
                 query.viewerId = viewer(random);
                 query.gender = q % 3 == 0 ? "male" : "all";
+                query.pageSize = backend::PartnerQuery::maxPageSize;
                 const auto t0 = Clock::now();
                 const auto fast = search.find(query);
                 const auto t1 = Clock::now();
@@ -94,8 +95,8 @@ int main(int argc, char **argv)
         }
         std::filesystem::remove_all(dir);
     }
-    std::printf("\n%d queries per size, each answered both ways (200 nearest partners; a third "
-                "filtered by gender).\n",
-                queries);
+    std::printf("\n%d queries per size, each answered both ways (the %zu nearest partners; a "
+                "third filtered by gender).\n",
+                queries, backend::PartnerQuery::maxPageSize);
     return 0;
 }

@@ -6,7 +6,7 @@
 
 namespace tailwise::backend {
 
-SignedIn requireSession(UserStore &users, const net::Request &request)
+SignedIn Sessions::require(const net::Request &request) const
 {
     const std::string_view header = request[net::http::field::authorization];
     constexpr std::string_view scheme = "Bearer ";
@@ -16,26 +16,25 @@ SignedIn requireSession(UserStore &users, const net::Request &request)
     if (!looksLikeSessionToken(token))
         throw BadRequest("Sign-in required.", net::http::status::unauthorized);
     const std::string digest = tokenDigest(token);
-    const auto userId = users.sessionUser(digest);
+    const auto userId = users_.sessionUser(digest, clock_.nowMs(), rules_);
     if (!userId)
         throw BadRequest("Your session has ended; please sign in again.",
                          net::http::status::unauthorized);
     return {*userId, digest};
 }
 
-SignedIn requireSignedInAs(UserStore &users, const net::Request &request,
-                           std::string_view claimedId)
+SignedIn Sessions::requireAs(const net::Request &request, std::string_view claimedId) const
 {
-    SignedIn session = requireSession(users, request);
+    SignedIn session = require(request);
     if (claimedId != std::to_string(session.userId))
         throw BadRequest("user_id does not belong to the signed-in account.",
                          net::http::status::forbidden);
     return session;
 }
 
-SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fields &fields)
+SignedIn Sessions::require(const net::Request &request, const Fields &fields) const
 {
-    return requireSignedInAs(users, request, fields.required("user_id", 20));
+    return requireAs(request, trimmed(fields.required("user_id", 20)));
 }
 
 } // namespace tailwise::backend

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../http/asio.h"
+#include "Clock.h"
 #include "Fields.h"
 #include "UserStore.h"
 
@@ -12,14 +13,27 @@ struct SignedIn
     std::string tokenDigest;
 };
 
-// Resolves `Authorization: Bearer <token>` to the signed-in user; throws BadRequest with 401
-// when there is no valid session.
-SignedIn requireSession(UserStore &users, const net::Request &request);
+// Resolves `Authorization: Bearer <token>` to the signed-in user. Every refusal throws
+// BadRequest with 401.
+class Sessions
+{
+public:
+    Sessions(UserStore &users, const Clock &clock, SessionRules rules = {})
+        : users_(users), clock_(clock), rules_(rules)
+    {}
 
-// The same, and checks that `claimedId` (the request's "user_id", or the id in its address)
-// names that same user; 403 otherwise.
-SignedIn requireSignedInAs(UserStore &users, const net::Request &request,
-                           std::string_view claimedId);
-SignedIn requireSignedIn(UserStore &users, const net::Request &request, const Fields &fields);
+    SignedIn require(const net::Request &request) const;
+    // The same, and checks that `claimedId` (the request's "user_id", or the id in its
+    // address) names that same user; 403 otherwise.
+    SignedIn requireAs(const net::Request &request, std::string_view claimedId) const;
+    SignedIn require(const net::Request &request, const Fields &fields) const;
+
+    const SessionRules &rules() const { return rules_; }
+
+private:
+    UserStore &users_;
+    const Clock &clock_;
+    SessionRules rules_;
+};
 
 } // namespace tailwise::backend

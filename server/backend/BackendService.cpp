@@ -11,14 +11,17 @@ BackendService::BackendService(const BackendConfig &config)
     : clock_(config.clock ? *config.clock : systemClock_),
       users_((std::filesystem::create_directories(config.dataDir),
               (config.dataDir / "backend.sqlite3").string())),
-      outbox_(config.dataDir / "outbox"), hasher_(config.passwordCost),
+      sessions_(users_, clock_, config.sessions), outbox_(config.dataDir / "outbox"),
+      hasher_(config.passwordCost), identities_(config.identityProviders, clock_),
       pictures_(config.dataDir / "uploads"), profiles_(users_), search_(users_),
-      accounts_(users_, outbox_, hasher_, clock_),
-      profileService_(users_, profiles_, pictures_, clock_),
-      partnerService_(users_, profiles_, search_, clock_),
+      accounts_(users_, sessions_, outbox_, hasher_, identities_, clock_, config.rateLimits),
+      profileService_(users_, sessions_, pictures_, clock_),
+      partnerService_(sessions_, profiles_, search_, clock_),
       router_([](const net::Request &request, net::http::status status,
                  const std::string &message) { return failure(request, status, message); })
 {
+    outbox_.reconcile([this](const std::string &name) { return users_.mailRecorded(name); });
+
     const auto bind = [](auto *service, auto method) {
         return [service, method](const net::Request &request, auto... id) {
             return (service->*method)(request, id...);
@@ -87,7 +90,10 @@ net::Response BackendService::handle(const net::Request &request) const
     try {
         return router_(request);
     } catch (const BadRequest &bad) {
-        return failure(request, bad.status(), bad.what());
+        auto response = failure(request, bad.status(), bad.what());
+        if (const auto seconds = bad.retryAfterSeconds())
+            response.set(net::http::field::retry_after, std::to_string(*seconds));
+        return response;
     }
 }
 

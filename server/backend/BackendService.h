@@ -18,6 +18,10 @@ struct BackendConfig
     std::filesystem::path dataDir;
     PasswordCost passwordCost = PasswordCost::interactive();
     const Clock *clock = nullptr; // the system clock when null
+    // Google and Facebook sign-in; a provider that is not configured is refused.
+    IdentityProviderConfigs identityProviders = {};
+    RateLimitPolicy rateLimits = {};
+    SessionRules sessions = {};
 };
 
 // The app's REST backend: "/app/backend/app/users/<endpoint>", the uploaded pictures under
@@ -49,8 +53,10 @@ private:
     SystemClock systemClock_;
     const Clock &clock_;
     UserStore users_;
+    Sessions sessions_;
     Outbox outbox_;
     PasswordHasher hasher_;
+    IdentityProviders identities_;
     PictureStore pictures_;
     ProfileStore profiles_;
     PartnerSearch search_;

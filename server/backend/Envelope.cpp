@@ -22,8 +22,8 @@ net::Response failure(const net::Request &request, net::http::status status,
     return response;
 }
 
-nlohmann::json userDictionary(const UserRecord &user, std::optional<double> distanceKm,
-                              bool favourite)
+nlohmann::json userDictionary(const UserRecord &user, UserView view,
+                              std::optional<double> distanceKm, bool favourite)
 {
     std::string distance;
     if (distanceKm) {
@@ -32,7 +32,7 @@ nlohmann::json userDictionary(const UserRecord &user, std::optional<double> dist
         distance = text;
     }
     const std::string id = std::to_string(user.id);
-    return {
+    nlohmann::json dictionary = {
         {"user_id", id},
         {"id", id},
         {"Name", user.name},
@@ -54,6 +54,11 @@ nlohmann::json userDictionary(const UserRecord &user, std::optional<double> dist
         {"favourite", favourite ? "1" : "0"},
         {"time_stamp", user.lastSeen},
     };
+    if (view == UserView::partner) {
+        dictionary.erase("email");
+        dictionary.erase("device_token");
+    }
+    return dictionary;
 }
 
 } // namespace tailwise::backend

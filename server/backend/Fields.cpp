@@ -2,11 +2,13 @@
 
 #include "../http/Json.h"
 #include "../http/Multipart.h"
+#include "../realtime/Path.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 
 namespace tailwise::backend {
@@ -86,8 +88,16 @@ Fields Fields::fromRequest(const net::Request &request)
             throw BadRequest(result.error);
         Fields fields;
         for (const auto &part : result.form->parts) {
-            if (!part.filename)
+            // Text goes into the database and from there into other people's answers, so
+            // it must be what JSON can carry; file bytes are checked as pictures instead.
+            if (!realtime::validUtf8(part.name))
+                throw BadRequest("Form field names must be UTF-8 text.");
+            if (!part.filename) {
+                if (!realtime::validUtf8(part.data))
+                    throw BadRequest("Form field \"" + net::printable(part.name) +
+                                     "\" must be UTF-8 text.");
                 fields.values_[part.name] = part.data;
+            }
             // A browser sends an empty part with filename="" when no file was chosen: no
             // file. A named file without bytes is a file, and the picture check refuses it.
             else if (!part.data.empty() || !part.filename->empty())
@@ -95,10 +105,17 @@ Fields Fields::fromRequest(const net::Request &request)
         }
         return fields;
     }
-    if (type.empty() || boost::algorithm::iequals(type, "application/json") ||
-        boost::algorithm::iequals(type, "text/plain"))
+    // Only JSON that a web page cannot send without asking first: browsers post text/plain
+    // and form encodings across origins without a preflight, never application/json.
+    if (boost::algorithm::iequals(type, "application/json"))
         return fromJson(request.body());
-    throw BadRequest("Content-Type " + type + " is not supported; send application/json.",
+    if (type.empty() && request.body().empty())
+        return {};
+    if (type.empty())
+        throw BadRequest("A request body needs Content-Type: application/json.",
+                         net::http::status::unsupported_media_type);
+    throw BadRequest("Content-Type \"" + net::printable(type) +
+                         "\" is not supported; send application/json.",
                      net::http::status::unsupported_media_type);
 }
 
@@ -156,9 +173,11 @@ std::optional<double> Fields::number(std::string_view key, double min, double ma
     } else {
         throw BadRequest("Field \"" + std::string(key) + "\" must be a number.");
     }
-    if (!std::isfinite(value) || value < min || value > max)
-        throw BadRequest("Field \"" + std::string(key) + "\" must be between " +
-                         std::to_string(min) + " and " + std::to_string(max) + ".");
+    if (!std::isfinite(value) || value < min || value > max) {
+        char range[64];
+        std::snprintf(range, sizeof range, "between %g and %g", min, max);
+        throw BadRequest("Field \"" + std::string(key) + "\" must be " + range + ".");
+    }
     return value;
 }
 

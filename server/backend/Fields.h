@@ -22,8 +22,17 @@ public:
     {}
     net::http::status status() const { return status_; }
 
+    // For refusals that end by themselves (a lock, a rate limit): sent as Retry-After.
+    BadRequest &retryAfter(std::int64_t seconds)
+    {
+        retryAfterSeconds_ = seconds;
+        return *this;
+    }
+    std::optional<std::int64_t> retryAfterSeconds() const { return retryAfterSeconds_; }
+
 private:
     net::http::status status_;
+    std::optional<std::int64_t> retryAfterSeconds_;
 };
 
 struct UploadedFile

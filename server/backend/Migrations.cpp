@@ -86,6 +86,29 @@ constexpr std::array steps = {
         DELETE FROM user_positions WHERE id = OLD.id;
     END;
     )sql",
+    // Social accounts keep the identity that proved them; a mailed password waits beside the
+    // old one until either is used; sign-in attempts are counted before the hash runs; and
+    // sessions remember their last use so they can end when idle.
+    R"sql(
+    ALTER TABLE users ADD COLUMN identity_issuer TEXT;
+    ALTER TABLE users ADD COLUMN identity_subject TEXT;
+    CREATE UNIQUE INDEX users_by_identity ON users(identity_issuer, identity_subject)
+        WHERE identity_subject IS NOT NULL;
+    ALTER TABLE users ADD COLUMN reset_hash TEXT;
+    ALTER TABLE users ADD COLUMN reset_expires_at INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE users ADD COLUMN last_attempt_at INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE sessions ADD COLUMN last_used INTEGER NOT NULL DEFAULT 0;
+    UPDATE sessions SET last_used = created_at;
+    )sql",
+    // Lists that must stay cheap however many users there are: a page of users by id (with or
+    // without a gender), the users without a position, and who still shows a picture.
+    R"sql(
+    CREATE INDEX users_by_gender ON users(gender, id);
+    CREATE INDEX users_unplaced ON users(id) WHERE latitude IS NULL OR longitude IS NULL;
+    CREATE INDEX users_unplaced_by_gender ON users(gender, id)
+        WHERE latitude IS NULL OR longitude IS NULL;
+    CREATE INDEX users_by_picture ON users(profile_pic) WHERE profile_pic <> '';
+    )sql",
 };
 
 int currentVersion(Connection &connection)

@@ -1,9 +1,9 @@
 #include "Outbox.h"
 
 #include "Credentials.h"
+#include "DurableFile.h"
 
 #include <ctime>
-#include <fstream>
 #include <stdexcept>
 
 namespace tailwise::backend {
@@ -62,15 +62,33 @@ std::pair<std::filesystem::path, std::string> Outbox::stage(const Mail &mail, st
     const std::string id = randomHex(8);
     const std::string finalName = formatTime(nowMs, "%Y%m%dT%H%M%SZ") + "-" + id + ".eml";
     const std::filesystem::path temporary = directory_ / ("." + finalName + ".tmp");
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out << renderEml(mail, nowMs, id);
-    out.close();
-    if (!out) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        throw std::runtime_error("cannot write " + temporary.string());
-    }
+    writeNewFileDurably(temporary, renderEml(mail, nowMs, id));
     return {temporary, finalName};
+}
+
+void Outbox::publish(const std::filesystem::path &temporary, const std::string &finalName)
+{
+    std::filesystem::rename(temporary, directory_ / finalName);
+    syncDirectory(directory_);
+}
+
+int Outbox::reconcile(const std::function<bool(const std::string &finalName)> &recorded)
+{
+    int moved = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory_)) {
+        const std::string name = entry.path().filename().string();
+        if (!name.starts_with('.') || !name.ends_with(".eml.tmp"))
+            continue;
+        const std::string finalName = name.substr(1, name.size() - 1 - std::string(".tmp").size());
+        if (recorded(finalName)) {
+            std::filesystem::rename(entry.path(), directory_ / finalName);
+            ++moved;
+        } else {
+            std::filesystem::remove(entry.path());
+        }
+    }
+    syncDirectory(directory_);
+    return moved;
 }
 
 } // namespace tailwise::backend

@@ -48,68 +48,90 @@ double distanceKm(double lat1, double lon1, double lat2, double lon2)
     return 2 * earthRadiusKm * std::asin(std::min(1.0, std::sqrt(a)));
 }
 
-std::optional<PartnerSearch::Viewer> PartnerSearch::viewer(std::int64_t id)
+std::optional<PartnerSearch::Viewer> PartnerSearch::viewer(Connection &connection, std::int64_t id)
 {
-    const auto user = users_.findById(id);
+    const auto user = UserStore::findById(connection, id);
     if (!user)
         return std::nullopt;
     return Viewer{user->latitude, user->longitude};
 }
 
-std::vector<Partner> PartnerSearch::select(const PartnerQuery &query, const std::string &from,
-                                           const std::string &condition, auto bind)
+std::vector<Partner> PartnerSearch::select(Connection &connection, const PartnerQuery &query,
+                                           const std::string &from, const std::string &condition,
+                                           const std::string &rest, auto bind)
 {
+    // The gender test is written out only when it filters, so that the (gender, id) indexes
+    // can serve it.
     std::string sql = "SELECT " + UserStore::columns("u") + ", f.user_id IS NOT NULL FROM " + from +
                       " LEFT JOIN favourites f ON f.user_id = ?1 AND f.favourite_id = u.id "
-                      "WHERE u.id <> ?1 AND u.deactivated = 0 AND (?2 = '' OR u.gender = ?2)";
+                      "WHERE u.id <> ?1 AND u.deactivated = 0 AND " +
+                      (genderFilter(query.gender).empty() ? "?2 = ''" : "u.gender = ?2");
     if (query.favouritesOnly)
         sql += " AND f.user_id IS NOT NULL";
     if (!condition.empty())
         sql += " AND " + condition;
-    return users_.locked([&](Connection &connection) {
-        auto statement = connection.prepare(sql);
-        statement.bind(1, query.viewerId).bind(2, genderFilter(query.gender));
-        bind(statement);
-        std::vector<Partner> partners;
-        while (statement.step()) {
-            Partner partner;
-            partner.user = UserStore::read(statement);
-            partner.favourite = statement.integer(24) != 0;
-            partners.push_back(std::move(partner));
+    sql += " " + rest;
+    auto statement = connection.prepare(sql);
+    statement.bind(1, query.viewerId).bind(2, genderFilter(query.gender));
+    bind(statement);
+    std::vector<Partner> partners;
+    while (statement.step()) {
+        Partner partner;
+        partner.user = UserStore::fromRow(statement);
+        partner.favourite = statement.integer(UserStore::columnCount) != 0;
+        partners.push_back(std::move(partner));
+    }
+    return partners;
+}
+
+void PartnerSearch::placeAndSort(std::vector<Partner> &partners, const std::optional<Viewer> &me)
+{
+    if (me && me->latitude && me->longitude) {
+        for (auto &partner : partners) {
+            if (partner.user.latitude && partner.user.longitude)
+                partner.distanceKm = distanceKm(*me->latitude, *me->longitude,
+                                                *partner.user.latitude, *partner.user.longitude);
         }
-        return partners;
-    });
-}
-
-std::vector<Partner> PartnerSearch::withinBox(const PartnerQuery &query, double latMin,
-                                              double latMax, double lonMin, double lonMax)
-{
-    return select(query, "user_positions p JOIN users u ON u.id = p.id",
-                  "p.max_lat >= ?3 AND p.min_lat <= ?4 AND p.max_lon >= ?5 AND p.min_lon <= ?6",
-                  [&](Statement &statement) {
-                      statement.bind(3, latMin - boxMarginDeg)
-                          .bind(4, latMax + boxMarginDeg)
-                          .bind(5, lonMin - boxMarginDeg)
-                          .bind(6, lonMax + boxMarginDeg);
-                  });
-}
-
-void PartnerSearch::finish(std::vector<Partner> &partners) const
-{
+    }
     std::sort(partners.begin(), partners.end(), nearerFirst);
-    if (partners.size() > limit_)
-        partners.resize(limit_);
+}
+
+std::vector<Partner> PartnerSearch::pageOf(std::vector<Partner> partners, const PartnerQuery &query)
+{
+    const std::size_t first = std::min(partners.size(), query.page * query.pageSize);
+    const std::size_t last = std::min(partners.size(), first + query.pageSize);
+    return {std::make_move_iterator(partners.begin() + static_cast<std::ptrdiff_t>(first)),
+            std::make_move_iterator(partners.begin() + static_cast<std::ptrdiff_t>(last))};
 }
 
 std::vector<Partner> PartnerSearch::find(const PartnerQuery &query)
 {
-    const auto me = viewer(query.viewerId);
-    // A favourites list is driven by the viewer's few favourites, not by position.
-    if (query.favouritesOnly || !me || !me->latitude || !me->longitude)
-        return findByFullScan(query);
-    const double lat = *me->latitude;
-    const double lon = *me->longitude;
+    return users_.read([&](Connection &connection) {
+        const auto me = viewer(connection, query.viewerId);
+        if (query.favouritesOnly) {
+            // Driven by the viewer's own marks.
+            auto partners = select(connection, query,
+                                   "favourites mark JOIN users u ON u.id = mark.favourite_id",
+                                   "mark.user_id = ?1", "", [](Statement &) {});
+            placeAndSort(partners, me);
+            return pageOf(std::move(partners), query);
+        }
+        if (!me || !me->latitude || !me->longitude) {
+            // Without a position there is no nearest: a page of everyone, by id.
+            return select(connection, query, "users u", "", "ORDER BY u.id LIMIT ?3 OFFSET ?4",
+                          [&](Statement &statement) {
+                              statement.bind(3, static_cast<std::int64_t>(query.pageSize))
+                                  .bind(4, static_cast<std::int64_t>(query.page * query.pageSize));
+                          });
+        }
+        return pageOf(nearest(connection, query, *me->latitude, *me->longitude), query);
+    });
+}
 
+std::vector<Partner> PartnerSearch::nearest(Connection &connection, const PartnerQuery &query,
+                                            double lat, double lon)
+{
+    const std::size_t reach = (query.page + 1) * query.pageSize;
     std::vector<Partner> found;
     bool coversGlobe = false;
     for (double radius = firstRadiusKm; !coversGlobe; radius *= 4) {
@@ -135,39 +157,46 @@ std::vector<Partner> PartnerSearch::find(const PartnerQuery &query)
         latMax = std::min(latMax, 90.0);
 
         found.clear();
-        for (auto &partner : withinBox(query, latMin, latMax, lonMin, lonMax)) {
+        auto inBox =
+            select(connection, query, "user_positions p JOIN users u ON u.id = p.id",
+                   "p.max_lat >= ?3 AND p.min_lat <= ?4 AND p.max_lon >= ?5 AND p.min_lon <= ?6",
+                   "", [&](Statement &statement) {
+                       statement.bind(3, latMin - boxMarginDeg)
+                           .bind(4, latMax + boxMarginDeg)
+                           .bind(5, lonMin - boxMarginDeg)
+                           .bind(6, lonMax + boxMarginDeg);
+                   });
+        for (auto &partner : inBox) {
             const double d = distanceKm(lat, lon, *partner.user.latitude, *partner.user.longitude);
             if (d <= radius || coversGlobe) {
                 partner.distanceKm = d;
                 found.push_back(std::move(partner));
             }
         }
-        if (found.size() >= limit_)
+        if (found.size() >= reach)
             break;
     }
-    if (found.size() < limit_) {
-        // Everyone with a position is in; partners without one come after them.
-        auto unplaced = select(query, "users u", "(u.latitude IS NULL OR u.longitude IS NULL)",
-                               [](Statement &) {});
+    if (found.size() < reach) {
+        // Everyone with a position is in; as many without one as the page still needs follow.
+        auto unplaced =
+            select(connection, query, "users u", "(u.latitude IS NULL OR u.longitude IS NULL)",
+                   "ORDER BY u.id LIMIT ?3", [&](Statement &statement) {
+                       statement.bind(3, static_cast<std::int64_t>(reach - found.size()));
+                   });
         std::move(unplaced.begin(), unplaced.end(), std::back_inserter(found));
     }
-    finish(found);
+    std::sort(found.begin(), found.end(), nearerFirst);
     return found;
 }
 
 std::vector<Partner> PartnerSearch::findByFullScan(const PartnerQuery &query)
 {
-    const auto me = viewer(query.viewerId);
-    auto partners = select(query, "users u", {}, [](Statement &) {});
-    if (me && me->latitude && me->longitude) {
-        for (auto &partner : partners) {
-            if (partner.user.latitude && partner.user.longitude)
-                partner.distanceKm = distanceKm(*me->latitude, *me->longitude,
-                                                *partner.user.latitude, *partner.user.longitude);
-        }
-    }
-    finish(partners);
-    return partners;
+    return users_.read([&](Connection &connection) {
+        const auto me = viewer(connection, query.viewerId);
+        auto partners = select(connection, query, "users u", "", "", [](Statement &) {});
+        placeAndSort(partners, me);
+        return pageOf(std::move(partners), query);
+    });
 }
 
 } // namespace tailwise::backend

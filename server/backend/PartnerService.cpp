@@ -3,22 +3,41 @@
 #include "Auth.h"
 #include "Envelope.h"
 
+#include <cmath>
+
 namespace tailwise::backend {
 
 using net::http::status;
+
+namespace {
+
+std::optional<std::size_t> wholeNumber(const Fields &fields, std::string_view key, std::size_t min,
+                                       std::size_t max)
+{
+    const auto value = fields.number(key, static_cast<double>(min), static_cast<double>(max));
+    if (value && std::floor(*value) != *value)
+        throw BadRequest("Field \"" + std::string(key) + "\" must be a whole number.");
+    return value ? std::optional(static_cast<std::size_t>(*value)) : std::nullopt;
+}
+
+} // namespace
 
 net::Response PartnerService::list(const net::Request &request, std::string_view viewerId,
                                    bool favouritesOnly)
 {
     const Fields fields = Fields::fromRequest(request);
-    const SignedIn session = requireSignedInAs(users_, request, viewerId);
+    const SignedIn session = sessions_.requireAs(request, viewerId);
     PartnerQuery query;
     query.viewerId = session.userId;
     query.gender = fields.text("filter", 64).value_or("");
     query.favouritesOnly = favouritesOnly;
+    query.pageSize = wholeNumber(fields, "page_size", 1, PartnerQuery::maxPageSize)
+                         .value_or(PartnerQuery::defaultPageSize);
+    query.page = wholeNumber(fields, "page", 0, PartnerQuery::maxPages - 1).value_or(0);
     auto rows = nlohmann::json::array();
     for (const Partner &partner : search_.find(query))
-        rows.push_back(userDictionary(partner.user, partner.distanceKm, partner.favourite));
+        rows.push_back(
+            userDictionary(partner.user, UserView::partner, partner.distanceKm, partner.favourite));
     const std::string message = rows.empty()     ? "No users found."
                                 : favouritesOnly ? "Favourite users found."
                                                  : "Users found.";
@@ -38,7 +57,7 @@ net::Response PartnerService::favourites(const net::Request &request, std::strin
 net::Response PartnerService::createFavourite(const net::Request &request)
 {
     const Fields fields = Fields::fromRequest(request);
-    const SignedIn session = requireSignedIn(users_, request, fields);
+    const SignedIn session = sessions_.require(request, fields);
     const std::string other = trimmed(fields.required("favouriteId", 20));
     const std::string mark = trimmed(fields.required("favourite_status", 8));
     if (mark != "1" && mark != "0")

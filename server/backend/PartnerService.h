@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../http/asio.h"
+#include "Auth.h"
 #include "Clock.h"
 #include "PartnerSearch.h"
 #include "ProfileStore.h"
@@ -11,9 +12,9 @@ namespace tailwise::backend {
 class PartnerService
 {
 public:
-    PartnerService(UserStore &users, ProfileStore &profiles, PartnerSearch &search,
+    PartnerService(const Sessions &sessions, ProfileStore &profiles, PartnerSearch &search,
                    const Clock &clock)
-        : users_(users), profiles_(profiles), search_(search), clock_(clock)
+        : sessions_(sessions), profiles_(profiles), search_(search), clock_(clock)
     {}
 
     // "all_users/{id}" and "get_user_favourite/{id}"; the id is the signed-in user's.
@@ -24,7 +25,7 @@ public:
 private:
     net::Response list(const net::Request &request, std::string_view viewerId, bool favouritesOnly);
 
-    UserStore &users_;
+    const Sessions &sessions_;
     ProfileStore &profiles_;
     PartnerSearch &search_;
     const Clock &clock_;

@@ -1,13 +1,12 @@
 #include "PictureStore.h"
 
 #include "Credentials.h"
+#include "DurableFile.h"
 #include "Fields.h"
 
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace tailwise::backend {
 namespace {
@@ -17,20 +16,6 @@ constexpr std::size_t nameHexBytes = 16;
 std::string_view extensionFor(std::string_view contentType)
 {
     return contentType == "image/png" ? ".png" : ".jpg";
-}
-
-void writeDurably(const std::filesystem::path &path, std::string_view bytes)
-{
-    std::FILE *file = std::fopen(path.c_str(), "wbx");
-    if (!file)
-        throw std::runtime_error("cannot create " + path.string());
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
-                         std::fflush(file) == 0 && ::fsync(fileno(file)) == 0;
-    if (std::fclose(file) != 0 || !written) {
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
-        throw std::runtime_error("cannot write " + path.string());
-    }
 }
 
 } // namespace
@@ -78,7 +63,7 @@ std::string PictureStore::store(std::string_view bytes)
                          net::http::status::unsupported_media_type);
     const std::string name = randomHex(nameHexBytes) + std::string(extensionFor(*type));
     const auto temporary = directory_ / ("." + name + ".part");
-    writeDurably(temporary, bytes);
+    writeNewFileDurably(temporary, bytes);
     std::filesystem::rename(temporary, directory_ / name);
     return name;
 }

@@ -9,54 +9,66 @@ namespace tailwise::backend {
 
 using net::http::status;
 
-net::Response ProfileService::profileAnswer(const net::Request &request, std::int64_t userId,
-                                            const std::string &message)
+net::Response ProfileService::profileAnswer(Connection &connection, const net::Request &request,
+                                            std::int64_t userId, const std::string &message)
 {
-    const auto user = users_.findById(userId);
+    const auto user = UserStore::findById(connection, userId);
     if (!user || user->deactivated)
         throw BadRequest("User does not exist!", status::not_found);
-    return success(request, message, {{"data", nlohmann::json::array({userDictionary(*user)})}});
+    return success(request, message,
+                   {{"data", nlohmann::json::array({userDictionary(*user, UserView::own)})}});
 }
 
 net::Response ProfileService::getProfile(const net::Request &request)
 {
     const Fields fields = Fields::fromRequest(request);
-    requireSession(users_, request);
-    const auto userId = parseId(trimmed(fields.required("user_id", 20)));
-    if (!userId)
-        throw BadRequest("User does not exist!", status::not_found);
-    return profileAnswer(request, *userId, "Profile found.");
+    const SignedIn session = sessions_.require(request, fields);
+    return users_.read([&](Connection &connection) {
+        return profileAnswer(connection, request, session.userId, "Profile found.");
+    });
 }
 
 net::Response ProfileService::saveProfile(const net::Request &request)
 {
     const Fields fields = Fields::fromRequest(request);
-    const SignedIn session = requireSignedIn(users_, request, fields);
+    const SignedIn session = sessions_.require(request, fields);
     const ProfileFields profile = ProfileFields::read(fields);
 
     std::optional<std::string> picture;
     if (const UploadedFile *file = fields.file("profilePic"))
         picture = pictures_.store(file->data);
-    std::optional<UserRecord> before;
+    // A picture file goes only when no account shows it any more, which after this save is
+    // true only of the one this user just replaced.
+    std::optional<std::string> replaced;
+    net::Response answer;
     try {
-        before = profiles_.saveProfile(session.userId, profile, picture);
+        answer = users_.write([&](Connection &connection) {
+            const auto before =
+                ProfileStore::saveProfile(connection, session.userId, profile, picture);
+            if (picture && before && before->profilePic != *picture &&
+                !ProfileStore::pictureInUse(connection, before->profilePic))
+                replaced = before->profilePic;
+            return profileAnswer(connection, request, session.userId, "Profile saved.");
+        });
     } catch (...) {
         if (picture)
             pictures_.remove(*picture);
         throw;
     }
-    if (picture && before && before->profilePic != *picture)
-        pictures_.remove(before->profilePic);
-    return profileAnswer(request, session.userId, "Profile saved.");
+    if (replaced)
+        pictures_.remove(*replaced);
+    return answer;
 }
 
 net::Response ProfileService::statusUpdate(const net::Request &request)
 {
     const Fields fields = Fields::fromRequest(request);
-    const SignedIn session = requireSignedIn(users_, request, fields);
+    const SignedIn session = sessions_.require(request, fields);
     const std::string state = trimmed(fields.required("status", 32));
-    profiles_.setStatus(session.userId, state, clock_.nowMs());
-    return profileAnswer(request, session.userId, "Status updated.");
+    return users_.write([&](Connection &connection) {
+        ProfileStore::setStatus(connection, session.userId, state, clock_.nowMs());
+        return profileAnswer(connection, request, session.userId, "Status updated.");
+    });
 }
 
 net::Response ProfileService::picture(const net::Request &request, std::string_view name)

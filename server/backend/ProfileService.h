@@ -1,6 +1,7 @@
 #pragma once
 
 #include "../http/asio.h"
+#include "Auth.h"
 #include "Clock.h"
 #include "PictureStore.h"
 #include "ProfileStore.h"
@@ -14,11 +15,13 @@ class ProfileService
 public:
     static constexpr std::string_view uploadsPath = "/projects/tailapp/uploads/";
 
-    ProfileService(UserStore &users, ProfileStore &profiles, PictureStore &pictures,
+    ProfileService(UserStore &users, const Sessions &sessions, PictureStore &pictures,
                    const Clock &clock)
-        : users_(users), profiles_(profiles), pictures_(pictures), clock_(clock)
+        : users_(users), sessions_(sessions), pictures_(pictures), clock_(clock)
     {}
 
+    // The signed-in user's own profile; the app has no other use for it, and other people's
+    // rows come from partner search without their private fields.
     net::Response getProfile(const net::Request &request);
     // "userprofile" (first profile after sign-up) and "update" behave alike.
     net::Response saveProfile(const net::Request &request);
@@ -26,11 +29,11 @@ public:
     net::Response picture(const net::Request &request, std::string_view name);
 
 private:
-    net::Response profileAnswer(const net::Request &request, std::int64_t userId,
-                                const std::string &message);
+    static net::Response profileAnswer(Connection &connection, const net::Request &request,
+                                       std::int64_t userId, const std::string &message);
 
     UserStore &users_;
-    ProfileStore &profiles_;
+    const Sessions &sessions_;
     PictureStore &pictures_;
     const Clock &clock_;
 };

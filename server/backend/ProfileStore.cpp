@@ -4,11 +4,11 @@
 
 namespace tailwise::backend {
 
-std::optional<UserRecord> ProfileStore::saveProfile(std::int64_t userId,
+std::optional<UserRecord> ProfileStore::saveProfile(Connection &connection, std::int64_t userId,
                                                     const ProfileFields &profile,
                                                     const std::optional<std::string> &picture)
 {
-    const auto before = users_.findById(userId);
+    const auto before = UserStore::findById(connection, userId);
     if (!before)
         return std::nullopt;
 
@@ -32,32 +32,37 @@ std::optional<UserRecord> ProfileStore::saveProfile(std::int64_t userId,
     if (profile.latitude)
         assignments += ", latitude = ?, longitude = ?";
 
-    users_.locked([&](Connection &connection) {
-        auto update = connection.prepare("UPDATE users SET " + assignments +
-                                         " WHERE id = ? AND deactivated = 0");
-        int index = 1;
-        for (const auto &[column, value] : texts) {
-            if (value->has_value())
-                update.bind(index++, **value);
-        }
-        if (profile.latitude) {
-            update.bind(index++, *profile.latitude);
-            update.bind(index++, *profile.longitude);
-        }
-        update.bind(index, userId).run();
-    });
+    auto update =
+        connection.prepare("UPDATE users SET " + assignments + " WHERE id = ? AND deactivated = 0");
+    int index = 1;
+    for (const auto &[column, value] : texts) {
+        if (value->has_value())
+            update.bind(index++, **value);
+    }
+    if (profile.latitude) {
+        update.bind(index++, *profile.latitude);
+        update.bind(index++, *profile.longitude);
+    }
+    update.bind(index, userId).run();
     return before;
 }
 
-void ProfileStore::setStatus(std::int64_t userId, const std::string &status, std::int64_t nowMs)
+bool ProfileStore::pictureInUse(Connection &connection, const std::string &name)
 {
-    users_.locked([&](Connection &connection) {
-        connection.prepare("UPDATE users SET status = ?2, last_seen = ?3 WHERE id = ?1")
-            .bind(1, userId)
-            .bind(2, status)
-            .bind(3, nowMs)
-            .run();
-    });
+    auto query = connection.prepare(
+        "SELECT 1 FROM users WHERE profile_pic = ?1 AND profile_pic <> '' LIMIT 1");
+    query.bind(1, name);
+    return query.step();
+}
+
+void ProfileStore::setStatus(Connection &connection, std::int64_t userId, const std::string &status,
+                             std::int64_t nowMs)
+{
+    connection.prepare("UPDATE users SET status = ?2, last_seen = ?3 WHERE id = ?1")
+        .bind(1, userId)
+        .bind(2, status)
+        .bind(3, nowMs)
+        .run();
 }
 
 FavouriteChange ProfileStore::setFavourite(std::int64_t userId, std::int64_t favouriteId,
@@ -65,7 +70,7 @@ FavouriteChange ProfileStore::setFavourite(std::int64_t userId, std::int64_t fav
 {
     if (userId == favouriteId)
         return FavouriteChange::self;
-    return users_.locked([&](Connection &connection) {
+    return users_.write([&](Connection &connection) {
         auto target = connection.prepare("SELECT 1 FROM users WHERE id = ?1 AND deactivated = 0");
         target.bind(1, favouriteId);
         if (!target.step())

@@ -59,7 +59,13 @@ private:
 class Connection
 {
 public:
-    explicit Connection(const std::string &path);
+    enum class Access
+    {
+        readWrite,
+        readOnly
+    };
+
+    explicit Connection(const std::string &path, Access access = Access::readWrite);
     ~Connection();
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;

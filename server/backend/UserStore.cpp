@@ -32,7 +32,13 @@ constexpr std::array columnNames = {
     "deactivated",
     "locked_until",
     "last_seen",
+    "identity_issuer",
+    "identity_subject",
+    "reset_hash",
+    "reset_expires_at",
 };
+
+static_assert(columnNames.size() == UserStore::columnCount);
 
 } // namespace
 
@@ -49,7 +55,7 @@ std::string UserStore::columns(std::string_view alias)
     return list;
 }
 
-UserRecord UserStore::read(const Statement &row)
+UserRecord UserStore::fromRow(const Statement &row)
 {
     UserRecord user;
     user.id = row.integer(0);
@@ -76,10 +82,40 @@ UserRecord UserStore::read(const Statement &row)
     user.deactivated = row.integer(21) != 0;
     user.lockedUntil = row.integer(22);
     user.lastSeen = row.integer(23);
+    user.identityIssuer = row.optionalText(24);
+    user.identitySubject = row.optionalText(25);
+    user.resetHash = row.optionalText(26);
+    user.resetExpiresAt = row.integer(27);
     return user;
 }
 
-UserStore::UserStore(const std::string &path) : connection_(path)
+ReadPool::ReadPool(const std::string &path, std::size_t size) : path_(path), size_(size) {}
+
+Connection &ReadPool::acquire()
+{
+    std::unique_lock lock(mutex_);
+    // Connections open on first need, after the writer has created the schema.
+    if (idle_.empty() && connections_.size() < size_) {
+        connections_.push_back(std::make_unique<Connection>(path_, Connection::Access::readOnly));
+        return *connections_.back();
+    }
+    available_.wait(lock, [this] { return !idle_.empty(); });
+    Connection *connection = idle_.back();
+    idle_.pop_back();
+    return *connection;
+}
+
+void ReadPool::release(Connection &connection)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        idle_.push_back(&connection);
+    }
+    available_.notify_one();
+}
+
+UserStore::UserStore(const std::string &path, std::size_t readers)
+    : connection_(path), readers_(path, readers)
 {
     connection_.exec("PRAGMA journal_mode=WAL");
     // FULL: an acknowledged account survives a power cut, not only a crash.
@@ -88,39 +124,59 @@ UserStore::UserStore(const std::string &path) : connection_(path)
     migrate(connection_);
 }
 
-std::optional<UserRecord> UserStore::findWhere(const char *condition, auto bindKey)
+std::optional<UserRecord> UserStore::findWhere(Connection &connection, const char *condition,
+                                               auto bindKey)
 {
-    const std::lock_guard lock(mutex_);
     auto query =
-        connection_.prepare("SELECT " + columns() + " FROM users WHERE " + std::string(condition));
+        connection.prepare("SELECT " + columns() + " FROM users WHERE " + std::string(condition));
     bindKey(query);
     if (!query.step())
         return std::nullopt;
-    return read(query);
+    return fromRow(query);
+}
+
+std::optional<UserRecord> UserStore::findByEmail(Connection &connection, std::string_view email)
+{
+    return findWhere(connection, "email = ?1", [&](Statement &query) { query.bind(1, email); });
+}
+
+std::optional<UserRecord> UserStore::findById(Connection &connection, std::int64_t id)
+{
+    return findWhere(connection, "id = ?1", [&](Statement &query) { query.bind(1, id); });
 }
 
 std::optional<UserRecord> UserStore::findByEmail(std::string_view email)
 {
-    return findWhere("email = ?1", [&](Statement &query) { query.bind(1, email); });
+    return read([&](Connection &connection) { return findByEmail(connection, email); });
 }
 
 std::optional<UserRecord> UserStore::findById(std::int64_t id)
 {
-    return findWhere("id = ?1", [&](Statement &query) { query.bind(1, id); });
+    return read([&](Connection &connection) { return findById(connection, id); });
 }
 
-std::optional<std::int64_t> UserStore::insert(const NewUser &user, std::int64_t nowMs)
+std::optional<UserRecord> UserStore::findByIdentity(Connection &connection,
+                                                    const std::string &issuer,
+                                                    const std::string &subject)
 {
-    const std::lock_guard lock(mutex_);
-    auto statement = connection_.prepare(
+    return findWhere(connection, "identity_issuer = ?1 AND identity_subject = ?2",
+                     [&](Statement &query) { query.bind(1, issuer).bind(2, subject); });
+}
+
+std::optional<std::int64_t> UserStore::insert(Connection &connection, const NewUser &user,
+                                              std::int64_t nowMs)
+{
+    auto statement = connection.prepare(
         "INSERT INTO users (email, password_hash, register_type, name, phone, gender, age, "
         "dog_info, dog_name, dogs_count, about, dog_address, latitude, longitude, profile_pic, "
-        "verify_status, activate_status, last_seen, created_at) "
+        "verify_status, identity_issuer, identity_subject, last_seen, created_at) "
         "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16, ?17, "
-        "?18, ?18)");
+        "?18, ?19, ?19)");
+    const auto optional = [](const std::optional<std::string> &text) {
+        return text ? std::optional<std::string_view>(*text) : std::nullopt;
+    };
     statement.bind(1, user.email)
-        .bind(2, user.passwordHash ? std::optional<std::string_view>(*user.passwordHash)
-                                   : std::nullopt)
+        .bind(2, optional(user.passwordHash))
         .bind(3, user.registerType)
         .bind(4, user.name)
         .bind(5, user.phone)
@@ -135,8 +191,9 @@ std::optional<std::int64_t> UserStore::insert(const NewUser &user, std::int64_t 
         .bind(14, user.longitude)
         .bind(15, user.profilePic)
         .bind(16, user.verifyStatus)
-        .bind(17, user.activateStatus)
-        .bind(18, nowMs);
+        .bind(17, optional(user.identityIssuer))
+        .bind(18, optional(user.identitySubject))
+        .bind(19, nowMs);
     try {
         statement.run();
     } catch (const SqliteError &error) {
@@ -144,103 +201,177 @@ std::optional<std::int64_t> UserStore::insert(const NewUser &user, std::int64_t 
             return std::nullopt;
         throw;
     }
-    return connection_.lastInsertId();
+    return connection.lastInsertId();
 }
 
-FailedLogin UserStore::recordFailedLogin(std::int64_t userId, std::int64_t nowMs, int attempts,
-                                         std::int64_t lockMs)
+std::optional<std::int64_t> UserStore::insert(const NewUser &user, std::int64_t nowMs)
 {
-    const std::lock_guard lock(mutex_);
-    Transaction transaction(connection_);
-    auto count = connection_.prepare(
-        "UPDATE users SET failed_logins = failed_logins + 1 WHERE id = ?1 RETURNING failed_logins");
-    count.bind(1, userId);
-    const std::int64_t failures = count.step() ? count.integer(0) : 0;
-    count.run();
-    FailedLogin result = FailedLogin::counted;
-    if (failures >= attempts) {
-        connection_.prepare("UPDATE users SET failed_logins = 0, locked_until = ?2 WHERE id = ?1")
-            .bind(1, userId)
-            .bind(2, nowMs + lockMs)
-            .run();
-        result = FailedLogin::lockedNow;
-    }
-    transaction.commit();
-    return result;
+    return write([&](Connection &connection) { return insert(connection, user, nowMs); });
 }
 
-SessionStart UserStore::startSession(std::int64_t userId, const std::string &tokenDigest,
-                                     std::int64_t nowMs)
+void UserStore::bindIdentity(Connection &connection, std::int64_t userId, const std::string &issuer,
+                             const std::string &subject)
 {
-    const std::lock_guard lock(mutex_);
-    Transaction transaction(connection_);
-    auto state = connection_.prepare("SELECT deactivated, locked_until FROM users WHERE id = ?1");
+    connection.prepare("UPDATE users SET identity_issuer = ?2, identity_subject = ?3 WHERE id = ?1")
+        .bind(1, userId)
+        .bind(2, issuer)
+        .bind(3, subject)
+        .run();
+}
+
+SessionStart UserStore::startSession(Connection &connection, std::int64_t userId,
+                                     const std::string &tokenDigest, std::int64_t nowMs)
+{
+    auto state = connection.prepare("SELECT deactivated FROM users WHERE id = ?1");
     state.bind(1, userId);
     if (!state.step() || state.integer(0) != 0)
         return SessionStart::deactivated;
-    if (state.integer(1) > nowMs)
-        return SessionStart::locked;
-    connection_.prepare("UPDATE users SET failed_logins = 0 WHERE id = ?1").bind(1, userId).run();
-    connection_
-        .prepare("INSERT INTO sessions (token_digest, user_id, created_at) VALUES (?1, ?2, ?3)")
+    connection.prepare("UPDATE users SET failed_logins = 0 WHERE id = ?1").bind(1, userId).run();
+    connection
+        .prepare("INSERT INTO sessions (token_digest, user_id, created_at, last_used) "
+                 "VALUES (?1, ?2, ?3, ?3)")
         .bind(1, tokenDigest)
         .bind(2, userId)
         .bind(3, nowMs)
         .run();
-    transaction.commit();
     return SessionStart::started;
 }
 
-std::optional<std::int64_t> UserStore::sessionUser(const std::string &tokenDigest)
+std::optional<std::int64_t> UserStore::sessionUser(const std::string &tokenDigest,
+                                                   std::int64_t nowMs, const SessionRules &rules)
 {
-    const std::lock_guard lock(mutex_);
-    auto query =
-        connection_.prepare("SELECT s.user_id FROM sessions s JOIN users u ON u.id = s.user_id "
-                            "WHERE s.token_digest = ?1 AND u.deactivated = 0");
-    query.bind(1, tokenDigest);
-    if (!query.step())
+    const auto found = read([&](Connection &connection) {
+        auto query = connection.prepare(
+            "SELECT s.user_id, s.last_used FROM sessions s JOIN users u ON u.id = s.user_id "
+            "WHERE s.token_digest = ?1 AND u.deactivated = 0");
+        query.bind(1, tokenDigest);
+        return query.step() ? std::optional(std::pair(query.integer(0), query.integer(1)))
+                            : std::nullopt;
+    });
+    if (!found)
         return std::nullopt;
-    return query.integer(0);
+    const auto [userId, lastUsed] = *found;
+    if (nowMs - lastUsed >= rules.idleLifetimeMs) {
+        write([&](Connection &connection) {
+            connection.prepare("DELETE FROM sessions WHERE token_digest = ?1 AND last_used <= ?2")
+                .bind(1, tokenDigest)
+                .bind(2, nowMs - rules.idleLifetimeMs)
+                .run();
+        });
+        return std::nullopt;
+    }
+    if (nowMs - lastUsed >= rules.refreshAfterMs) {
+        write([&](Connection &connection) {
+            connection
+                .prepare("UPDATE sessions SET last_used = ?2 "
+                         "WHERE token_digest = ?1 AND last_used < ?2")
+                .bind(1, tokenDigest)
+                .bind(2, nowMs)
+                .run();
+        });
+    }
+    return userId;
 }
 
 void UserStore::endSession(const std::string &tokenDigest)
 {
-    const std::lock_guard lock(mutex_);
-    connection_.prepare("DELETE FROM sessions WHERE token_digest = ?1").bind(1, tokenDigest).run();
+    write([&](Connection &connection) {
+        connection.prepare("DELETE FROM sessions WHERE token_digest = ?1")
+            .bind(1, tokenDigest)
+            .run();
+    });
 }
 
-void UserStore::endOtherSessions(std::int64_t userId, const std::string &keptDigest)
+void UserStore::endOtherSessions(Connection &connection, std::int64_t userId,
+                                 const std::string &keptDigest)
 {
-    const std::lock_guard lock(mutex_);
-    connection_.prepare("DELETE FROM sessions WHERE user_id = ?1 AND token_digest <> ?2")
+    connection.prepare("DELETE FROM sessions WHERE user_id = ?1 AND token_digest <> ?2")
         .bind(1, userId)
         .bind(2, keptDigest)
         .run();
 }
 
-void UserStore::setPasswordHash(std::int64_t userId, const std::string &hash)
+void UserStore::endAllSessions(Connection &connection, std::int64_t userId)
 {
-    const std::lock_guard lock(mutex_);
-    connection_.prepare("UPDATE users SET password_hash = ?2 WHERE id = ?1")
+    connection.prepare("DELETE FROM sessions WHERE user_id = ?1").bind(1, userId).run();
+}
+
+Attempt UserStore::reserveAttempt(std::int64_t userId, std::int64_t nowMs, const LockRules &rules)
+{
+    return write([&](Connection &connection) {
+        auto state = connection.prepare(
+            "SELECT failed_logins, locked_until, last_attempt_at FROM users WHERE id = ?1");
+        state.bind(1, userId);
+        if (!state.step())
+            return Attempt{Attempt::busy};
+        const std::int64_t failures = state.integer(0);
+        const std::int64_t lockedUntil = state.integer(1);
+        const std::int64_t lastAttempt = state.integer(2);
+        if (lockedUntil > nowMs)
+            return Attempt{Attempt::locked, 0, lockedUntil};
+        // A full count with no lock behind it means checks are still running, unless the
+        // last one started so long ago that it can only have died with a restart.
+        const bool stale = nowMs - lastAttempt >= rules.lockMs;
+        if (failures >= rules.attemptsBeforeLock && !stale)
+            return Attempt{Attempt::busy};
+        const std::int64_t number = failures >= rules.attemptsBeforeLock ? 1 : failures + 1;
+        connection
+            .prepare("UPDATE users SET failed_logins = ?2, last_attempt_at = ?3 WHERE id = ?1")
+            .bind(1, userId)
+            .bind(2, number)
+            .bind(3, nowMs)
+            .run();
+        return Attempt{Attempt::reserved, static_cast<int>(number)};
+    });
+}
+
+bool UserStore::recordWrongPassword(std::int64_t userId, const Attempt &attempt, std::int64_t nowMs,
+                                    const LockRules &rules)
+{
+    if (attempt.number < rules.attemptsBeforeLock)
+        return false; // already counted when it was reserved
+    write([&](Connection &connection) {
+        connection.prepare("UPDATE users SET failed_logins = 0, locked_until = ?2 WHERE id = ?1")
+            .bind(1, userId)
+            .bind(2, nowMs + rules.lockMs)
+            .run();
+    });
+    return true;
+}
+
+void UserStore::setPasswordHash(Connection &connection, std::int64_t userId,
+                                const std::string &hash)
+{
+    connection
+        .prepare("UPDATE users SET password_hash = ?2, reset_hash = NULL, reset_expires_at = 0, "
+                 "failed_logins = 0 WHERE id = ?1")
         .bind(1, userId)
         .bind(2, hash)
         .run();
 }
 
-void UserStore::resetPassword(std::int64_t userId, const std::string &hash,
-                              const std::string &recipient, const std::string &subject,
-                              const std::string &body, const std::string &fileName,
-                              std::int64_t nowMs)
+void UserStore::setPendingReset(Connection &connection, std::int64_t userId,
+                                const std::string &hash, std::int64_t expiresAtMs)
 {
-    const std::lock_guard lock(mutex_);
-    Transaction transaction(connection_);
-    connection_
-        .prepare("UPDATE users SET password_hash = ?2, failed_logins = 0, locked_until = 0 "
-                 "WHERE id = ?1")
+    connection.prepare("UPDATE users SET reset_hash = ?2, reset_expires_at = ?3 WHERE id = ?1")
         .bind(1, userId)
         .bind(2, hash)
+        .bind(3, expiresAtMs)
         .run();
-    connection_
+}
+
+void UserStore::dropPendingReset(Connection &connection, std::int64_t userId)
+{
+    connection.prepare("UPDATE users SET reset_hash = NULL, reset_expires_at = 0 WHERE id = ?1")
+        .bind(1, userId)
+        .run();
+}
+
+void UserStore::queueMail(Connection &connection, const std::string &recipient,
+                          const std::string &subject, const std::string &body,
+                          const std::string &fileName, std::int64_t nowMs)
+{
+    connection
         .prepare("INSERT INTO outbox (recipient, subject, body, file_name, created_at) "
                  "VALUES (?1, ?2, ?3, ?4, ?5)")
         .bind(1, recipient)
@@ -249,33 +380,41 @@ void UserStore::resetPassword(std::int64_t userId, const std::string &hash,
         .bind(4, fileName)
         .bind(5, nowMs)
         .run();
-    transaction.commit();
+}
+
+bool UserStore::mailRecorded(const std::string &fileName)
+{
+    return read([&](Connection &connection) {
+        auto query = connection.prepare("SELECT 1 FROM outbox WHERE file_name = ?1");
+        query.bind(1, fileName);
+        return query.step();
+    });
 }
 
 void UserStore::deactivate(std::int64_t userId, const std::string &reason,
                            const std::string &message, std::int64_t nowMs)
 {
-    const std::lock_guard lock(mutex_);
-    Transaction transaction(connection_);
-    connection_
-        .prepare("UPDATE users SET deactivated = 1, activate_status = 'Deactivate', "
-                 "device_token = '', status = 'Offline', deactivation_reason = ?2, "
-                 "deactivation_message = ?3, deactivated_at = ?4 WHERE id = ?1")
-        .bind(1, userId)
-        .bind(2, reason)
-        .bind(3, message)
-        .bind(4, nowMs)
-        .run();
-    connection_.prepare("DELETE FROM sessions WHERE user_id = ?1").bind(1, userId).run();
-    transaction.commit();
+    write([&](Connection &connection) {
+        connection
+            .prepare("UPDATE users SET deactivated = 1, activate_status = 'Deactivate', "
+                     "device_token = '', status = 'Offline', deactivation_reason = ?2, "
+                     "deactivation_message = ?3, deactivated_at = ?4 WHERE id = ?1")
+            .bind(1, userId)
+            .bind(2, reason)
+            .bind(3, message)
+            .bind(4, nowMs)
+            .run();
+        endAllSessions(connection, userId);
+    });
 }
 
 std::int64_t UserStore::countOutbox()
 {
-    const std::lock_guard lock(mutex_);
-    auto query = connection_.prepare("SELECT COUNT(*) FROM outbox");
-    query.step();
-    return query.integer(0);
+    return read([](Connection &connection) {
+        auto query = connection.prepare("SELECT COUNT(*) FROM outbox");
+        query.step();
+        return query.integer(0);
+    });
 }
 
 } // namespace tailwise::backend

@@ -7,6 +7,7 @@
 #include "Module/Register/RegisterationDataManager.h"
 #include "Module/Setting/ChangePasswordManager.h"
 #include "Module/Setting/Delete/DeleteDataManager.h"
+#include "Platform/SignInKits.h"
 #include "Platform/UserDefaults.h"
 
 #include <QDir>
@@ -371,12 +372,75 @@ TEST_F(AccountLifeCycle, ForgottenPasswordMailsOneThatSignsIn)
     ASSERT_TRUE(waitUntil([&] { return unknown->calls && known->calls; }, 10000));
     EXPECT_EQ(*unknown, (AccountResult{1, false, "Email does not exist.", std::nullopt}));
     EXPECT_EQ(*known, (AccountResult{1, true, std::nullopt, std::nullopt}));
-
+    // The mailed password becomes the password once used.
     const QString mailed = mailedPassword();
     ASSERT_FALSE(mailed.isEmpty());
-    EXPECT_EQ(login("ben@example.com", "ben-pw-1").success, false);
     EXPECT_EQ(login("ben@example.com", mailed), (AccountResult{1, true, std::nullopt, 1}));
+    EXPECT_EQ(login("ben@example.com", "ben-pw-1").success, false);
     EXPECT_EQ(storedSettings().keys(), (QStringList{"userId", "userToken"}));
+}
+
+TEST_F(AccountLifeCycle, AnEndedSessionIsClearedAndAnnouncedOnce)
+{
+    int announced = 0;
+    QObject context;
+    QObject::connect(&SessionEvents::shared(), &SessionEvents::sessionExpired, &context,
+                     [&] { ++announced; });
+    const auto registration = std::make_shared<AccountResult>();
+    RegisterationDataManager(hooks_).register_(
+        {{"email", "cy@example.com"}, {"password", "cy-pw-1"}}, std::nullopt, into(registration));
+    ASSERT_TRUE(waitUntil([&] { return registration->calls > 0; }, 10000));
+    const QString userId = LoginDefaults().userId().value_or(QString());
+    ASSERT_FALSE(userId.isEmpty());
+
+    // The backend ends the session (here by logging it out behind the screen's back); the
+    // next requests carrying it are answered 401 as before, and the app forgets it once.
+    EXPECT_TRUE(deletion([&](DeletionCompletion done) {
+                    DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
+                }).success);
+    EXPECT_EQ(announced, 0);
+    const auto first = std::make_shared<MessageResult>();
+    const auto second = std::make_shared<MessageResult>();
+    ChangePasswordManager().changePassword(userId, "cy-pw-1", "cy-pw-2", into(first));
+    ChangePasswordManager().changePassword(userId, "cy-pw-1", "cy-pw-2", into(second));
+    ASSERT_TRUE(waitUntil([&] { return first->calls && second->calls; }, 10000));
+    const MessageResult ended{1, false, "Your session has ended; please sign in again."};
+    EXPECT_EQ(*first, ended);
+    EXPECT_EQ(*second, ended);
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(storedSettings(), QVariantMap());
+
+    // Without a stored session a 401 ends nothing; a newer session is not cleared by an old
+    // token's refusal.
+    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+                  ChangePasswordManager().changePassword(userId, "a", "b", done);
+              }),
+              (MessageResult{1, false, "Sign-in required."}));
+    EXPECT_EQ(login("cy@example.com", "cy-pw-1").success, true);
+    LoginDefaults().endExpiredSession(QStringLiteral("an older token"));
+    EXPECT_EQ(LoginDefaults().userId(), userId);
+    EXPECT_EQ(announced, 1);
+}
+
+TEST_F(AccountAnswers, SocialSignInSendsTheKitsIdToken)
+{
+    GIDSignIn::sharedInstance().setCurrentUser(
+        GIDGoogleUser{"anna@example.com", "Anna", "google.id.token"});
+    AuthenticationToken::setCurrent(QStringLiteral("facebook.id.token"));
+    const std::pair<const char *, QVariant> cases[] = {
+        {"gmail", "google.id.token"},
+        {"facebook", "facebook.id.token"},
+        {"manual", QVariant()},
+    };
+    for (const auto &[type, token] : cases) {
+        const auto result = std::make_shared<AccountResult>();
+        RegisterationDataManager(hooks_).register_(
+            {{"email", "anna@example.com"}, {"register_type", type}}, std::nullopt, into(result));
+        ASSERT_TRUE(settle(result, true, 0)) << type;
+        EXPECT_EQ(sentParameters().value("id_token"), token) << type;
+    }
+    GIDSignIn::sharedInstance().signOut();
+    LoginManager().logOut();
 }
 
 } // namespace

@@ -117,15 +117,18 @@ TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus
     defaults.setReason(5);
     defaults.setSwitchState(QStringLiteral("on"));
     UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
-    GIDSignIn::sharedInstance().setCurrentUser(QStringLiteral("anna@example.com"));
+    GIDSignIn::sharedInstance().setCurrentUser(
+        GIDGoogleUser{"anna@example.com", "Anna", "google-id-token"});
     AccessToken::setCurrent(QStringLiteral("fb-token"));
+    AuthenticationToken::setCurrent(QStringLiteral("fb-id-token"));
 
     defaults.logOut();
 
     EXPECT_EQ(storedSettings(),
               (QVariantMap{{"switchState", "on"}, {"RegisterStatus", "Success"}}));
-    EXPECT_EQ(GIDSignIn::sharedInstance().currentUser(), std::nullopt);
+    EXPECT_FALSE(GIDSignIn::sharedInstance().currentUser());
     EXPECT_EQ(AccessToken::current(), std::nullopt);
+    EXPECT_EQ(AuthenticationToken::current(), std::nullopt);
 
     defaults.swtichOff();
     EXPECT_EQ(storedSettings(), (QVariantMap{{"RegisterStatus", "Success"}}));

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 using namespace tailwise::test;
@@ -56,6 +57,17 @@ TEST(MalformedRequests, BadBodiesAreRefusedAndChangeNothing)
         {"a wall of brackets", std::string(smallBodyLimit - 1, '['), "application/json", 400},
         {"form content type", "email=ann%40example.com&password=secret-1",
          "application/x-www-form-urlencoded", 415},
+        // What a web page may post to another site without asking first.
+        {"JSON sent as text/plain", valid, "text/plain", 415},
+        {"JSON without a Content-Type", valid, "", 415},
+        {"multipart field that is not UTF-8",
+         "--b\r\nContent-Disposition: form-data; name=\"email\"\r\n\r\nann\xff@example.com\r\n"
+         "--b\r\nContent-Disposition: form-data; name=\"password\"\r\n\r\nsecret-1\r\n--b--\r\n",
+         "multipart/form-data; boundary=b", 400},
+        {"multipart field name that is not UTF-8",
+         "--b\r\nContent-Disposition: form-data; name=\"email\"\r\n\r\nann@example.com\r\n"
+         "--b\r\nContent-Disposition: form-data; name=\"pass\xc3\"\r\n\r\nx\r\n--b--\r\n",
+         "multipart/form-data; boundary=b", 400},
         {"body over the limit",
          R"({"email":"ann@example.com","password":"secret-1","about":")" +
              std::string(smallBodyLimit, 'a') + "\"}",
@@ -66,6 +78,12 @@ TEST(MalformedRequests, BadBodiesAreRefusedAndChangeNothing)
         EXPECT_TRUE(reply.refused()) << c.label << ": " << reply;
         EXPECT_EQ(reply.status, c.status) << c.label;
     }
+    // A refusal quotes what the client sent only as printable ASCII.
+    const auto odd = server.postBody(register_, valid, {}, "text/\xc3\xa9vil\"<b>; x=1");
+    EXPECT_EQ(odd.status, 415u) << odd;
+    EXPECT_TRUE(std::all_of(odd.body.begin(), odd.body.end(), [](char c) {
+        return c >= 0x20 && c < 0x7f;
+    })) << odd;
     EXPECT_EQ(server.userRows(), 0);
     expectStillServing(server, "ann@example.com");
 }
@@ -156,7 +174,7 @@ TEST(Connections, KeepAliveCarriesManyRequestsIncludingRefusals)
         client.post(TestServer::api("get_profile"), {{"user_id", userId}}, bearer(token)),
         client.get("/healthz"),
     };
-    const unsigned expected[] = {401, 404, 400, 200, 200};
+    const unsigned expected[] = {403, 404, 400, 200, 200};
     for (std::size_t i = 0; i < std::size(replies); ++i) {
         EXPECT_EQ(replies[i].status, expected[i]) << replies[i];
         EXPECT_TRUE(replies[i].keepAlive) << replies[i];

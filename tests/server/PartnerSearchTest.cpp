@@ -84,20 +84,23 @@ TEST_F(PartnerSearchTest, OrdersByDistanceFiltersByGenderAndSkipsTheViewerAndDea
     users_->deactivate(gone, "moved", "", 0);
 
     PartnerSearch search(*users_);
-    auto all = search.find({berlin, "anything else means everyone", false});
+    auto all = search.find({berlin, "anything else means everyone"});
     EXPECT_EQ(ids(all), (std::vector<std::int64_t>{hamburg, munich, nowhere}));
     ASSERT_TRUE(all[0].distanceKm);
     EXPECT_NEAR(*all[0].distanceKm, 255.287, 0.001);
     EXPECT_FALSE(all[2].distanceKm);
 
-    EXPECT_EQ(ids(search.find({berlin, "male", false})),
-              (std::vector<std::int64_t>{munich, nowhere}));
-    EXPECT_EQ(ids(search.find({berlin, "female", false})), (std::vector<std::int64_t>{hamburg}));
+    EXPECT_EQ(ids(search.find({berlin, "male"})), (std::vector<std::int64_t>{munich, nowhere}));
+    EXPECT_EQ(ids(search.find({berlin, "female"})), (std::vector<std::int64_t>{hamburg}));
 
-    // A viewer without a position sees everyone, without distances.
-    const auto lost = search.find({nowhere, "", false});
+    // A viewer without a position sees everyone by id, without distances, a page at a time.
+    const auto lost = search.find({nowhere, ""});
     EXPECT_EQ(ids(lost), (std::vector<std::int64_t>{berlin, munich, hamburg}));
     EXPECT_FALSE(lost[0].distanceKm);
+    EXPECT_EQ(ids(search.find({nowhere, "", false, 1, 2})), (std::vector<std::int64_t>{hamburg}));
+    EXPECT_EQ(ids(search.find({nowhere, "female", false, 0, 1})),
+              (std::vector<std::int64_t>{berlin}));
+    EXPECT_TRUE(search.find({nowhere, "", false, 2, 2}).empty());
 }
 
 TEST_F(PartnerSearchTest, FavouritesArePerPairIdempotentAndMarkedInResults)
@@ -112,7 +115,7 @@ TEST_F(PartnerSearchTest, FavouritesArePerPairIdempotentAndMarkedInResults)
     EXPECT_EQ(profiles.setFavourite(a, 999, true, 3), FavouriteChange::unknownUser);
 
     PartnerSearch search(*users_);
-    const auto seenByA = search.find({a, "", false});
+    const auto seenByA = search.find({a, ""});
     ASSERT_EQ(ids(seenByA), (std::vector<std::int64_t>{b, c}));
     EXPECT_TRUE(seenByA[0].favourite);
     EXPECT_FALSE(seenByA[1].favourite);
@@ -146,15 +149,18 @@ TEST_F(PartnerSearchTest, IndexedSearchAgreesWithAFullScanEverywhere)
     for (int i = 0; i < 5; ++i)
         all.push_back(add("u" + std::to_string(n++), std::nullopt, std::nullopt));
 
-    PartnerSearch small(*users_, 25);
-    PartnerSearch large(*users_, 1000);
+    // Pages of 25 deep into the clusters, and of 100 far enough that the unplaced users
+    // (and, past them, nobody) fill the end.
+    PartnerSearch search(*users_);
     for (std::size_t i = 0; i < all.size(); i += 7) {
         for (const char *gender : {"", "male"}) {
-            const PartnerQuery query{all[i], gender, false};
-            EXPECT_EQ(ids(small.find(query)), ids(small.findByFullScan(query)))
-                << "viewer " << all[i] << " gender '" << gender << "'";
-            EXPECT_EQ(ids(large.find(query)), ids(large.findByFullScan(query)))
-                << "viewer " << all[i] << " gender '" << gender << "'";
+            for (const auto &[page, size] :
+                 {std::pair<std::size_t, std::size_t>{0, 25}, {5, 25}, {1, 100}, {3, 100}}) {
+                const PartnerQuery query{all[i], gender, false, page, size};
+                EXPECT_EQ(ids(search.find(query)), ids(search.findByFullScan(query)))
+                    << "viewer " << all[i] << " gender '" << gender << "' page " << page << "x"
+                    << size;
+            }
         }
     }
 }

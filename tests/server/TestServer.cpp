@@ -2,9 +2,11 @@
 
 #include "backend/BackendService.h"
 
+#include <latch>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 #include <stdlib.h>
 
@@ -127,7 +129,8 @@ HttpReply HttpClient::postBody(std::string_view target, std::string body, const 
                                std::string_view contentType)
 {
     net::Request request{http::verb::post, target, 11};
-    request.set(http::field::content_type, contentType);
+    if (!contentType.empty())
+        request.set(http::field::content_type, contentType);
     for (const auto &[name, value] : headers)
         request.set(name, value);
     request.body() = std::move(body);
@@ -196,7 +199,7 @@ bool HttpClient::closedByServer(std::chrono::milliseconds within)
 }
 
 TestServer::TestServer(TestServerOptions options)
-    : options_(options), accessLog_(std::fopen("/dev/null", "w"))
+    : options_(std::move(options)), accessLog_(std::fopen("/dev/null", "w"))
 {
     start();
 }
@@ -220,6 +223,8 @@ void TestServer::start()
     config.passwordCost = backend::PasswordCost::minimal();
     config.clock = &clock_;
     config.backendLimits = options_.limits;
+    config.rateLimits = options_.rateLimits;
+    config.identityProviders = options_.identityProviders;
     config.accessLog = accessLog_;
     stack_ = std::make_unique<ServerStack>(std::move(config));
     endpoint_ = stack_->start().backend;
@@ -259,6 +264,24 @@ HttpReply TestServer::postBody(std::string_view target, std::string body, const 
 HttpReply TestServer::exchange(std::string_view bytes)
 {
     return HttpClient(endpoint_).exchange(bytes);
+}
+
+std::vector<HttpReply>
+TestServer::concurrently(int count, const std::function<HttpReply(HttpClient &)> &request)
+{
+    std::vector<HttpReply> replies(static_cast<std::size_t>(count));
+    std::latch ready(count);
+    std::vector<std::thread> threads;
+    for (auto &reply : replies) {
+        threads.emplace_back([&] {
+            HttpClient client(endpoint_);
+            ready.arrive_and_wait();
+            reply = request(client);
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    return replies;
 }
 
 Account TestServer::registerAccount(const std::string &email, const std::string &password,

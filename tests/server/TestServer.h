@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -72,6 +73,7 @@ public:
     HttpReply send(net::Request request);
     HttpReply post(std::string_view target, const nlohmann::json &body,
                    const Headers &headers = {});
+    // An empty `contentType` sends no Content-Type header.
     HttpReply postBody(std::string_view target, std::string body, const Headers &headers = {},
                        std::string_view contentType = "application/json");
     HttpReply get(std::string_view target, const Headers &headers = {});
@@ -106,6 +108,8 @@ struct TestServerOptions
 {
     net::ServerLimits limits = {};
     unsigned threads = 2;
+    backend::RateLimitPolicy rateLimits = {};
+    backend::IdentityProviderConfigs identityProviders = {};
 };
 
 struct Account
@@ -147,6 +151,10 @@ public:
     HttpReply postBody(std::string_view target, std::string body, const Headers &headers = {},
                        std::string_view contentType = "application/json");
     HttpReply exchange(std::string_view bytes);
+
+    // Sends `request` on `count` connections of their own, released all at once.
+    std::vector<HttpReply> concurrently(int count,
+                                        const std::function<HttpReply(HttpClient &)> &request);
 
     // Registers a manual account and returns it signed in; throws when the server refuses.
     Account registerAccount(const std::string &email, const std::string &password = "secret-1",

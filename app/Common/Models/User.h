@@ -12,7 +12,7 @@ struct User
 
     QString userId;
     QString Name;
-    QString email;
+    QString email; // never sent for other people: it stays empty in partner rows
     QString phone; // never sent by the backend
     QString gender;
     QString age;

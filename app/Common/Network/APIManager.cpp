@@ -185,9 +185,22 @@ std::optional<QJsonValue> decodeJson(const QByteArray &body, QString &error)
     return wrapper.first();
 }
 
+// A 401 to a request that carried the stored session token means the backend has ended
+// that session.
+void noticeEndedSession(QNetworkReply *reply)
+{
+    if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 401)
+        return;
+    const QByteArray authorization = reply->request().rawHeader("Authorization");
+    const QByteArray scheme = "Bearer ";
+    if (authorization.startsWith(scheme))
+        LoginDefaults().endExpiredSession(QString::fromUtf8(authorization.mid(scheme.size())));
+}
+
 void complete(QNetworkReply *reply, bool logTransportError, const APISuccess &success,
               const APIFailure &failure)
 {
+    noticeEndedSession(reply);
     if (logTransportError)
         print(QStringLiteral("Error -> ") + (reply->error() == QNetworkReply::NoError
                                                  ? QStringLiteral("nil")
@@ -274,7 +287,9 @@ void APIManager::apiCall(ApiHTTPMethod withMethod, const QString &appendingStr,
         // left to hear the answer, so it is sent and forgotten.
         print(QStringLiteral("request josn ") + description + QStringLiteral(" (background ") +
               Deployment::backgroundSessionIdentifier() + QLatin1Char(')'));
-        sendOnFreshSession(request, verb, body);
+        QNetworkReply *reply = sendOnFreshSession(request, verb, body);
+        QObject::connect(reply, &QNetworkReply::finished, reply,
+                         [reply] { noticeEndedSession(reply); });
         return;
     }
 

@@ -18,8 +18,10 @@ using APIFailure = std::function<void(const QMap<QString, QString> &)>;
 
 // The one gateway to the app's backend. It knows nothing about what an endpoint means: it
 // sends, decodes and hands over, and the data managers judge the answer by its "status".
-// The HTTP status code is never looked at. Callbacks run later on the event loop of the
-// calling thread, never inside the call. Holds no state; make one wherever needed.
+// The HTTP status code decides nothing for the callbacks; one answer is also read here: a
+// 401 to a request that carried the stored session token ends that session
+// (LoginDefaults::endExpiredSession) before the callbacks run. Callbacks run later on the event
+// loop of the calling thread, never inside the call. Holds no state; make one wherever needed.
 class APIManager
 {
 public:

@@ -4,6 +4,24 @@
 #include "Common/Network/APIManager.h"
 #include "LoginDefaults.h"
 #include "Platform/Print.h"
+#include "Platform/SignInKits.h"
+
+namespace {
+
+// A Google or Facebook sign-in is proven to the backend by the ID token the kit holds.
+std::optional<QString> socialIdToken(const QVariantMap &parameters)
+{
+    const QString type = parameters.value(QStringLiteral("register_type")).toString();
+    if (type == QLatin1String("gmail")) {
+        const auto user = GIDSignIn::sharedInstance().currentUser();
+        return user ? std::optional(user->idToken) : std::nullopt;
+    }
+    if (type == QLatin1String("facebook"))
+        return AuthenticationToken::current();
+    return std::nullopt;
+}
+
+} // namespace
 
 RegisterationDataManager::RegisterationDataManager(SessionHooks &hooks) : hooks_(&hooks) {}
 
@@ -17,10 +35,13 @@ void RegisterationDataManager::register_(const QVariantMap &parameters,
                                          AccountCompletion success)
 {
     Q_UNUSED(image)
-    print(QStringLiteral("Register : ") + describeAnswer(parameters));
+    QVariantMap sent = parameters;
+    if (const auto idToken = socialIdToken(parameters))
+        sent.insert(QStringLiteral("id_token"), *idToken);
+    print(QStringLiteral("Register : ") + describeAnswer(sent));
     SessionHooks *hooks = hooks_;
     APIManager().apiCall(
-        ApiHTTPMethod::POST, API::register_, parameters,
+        ApiHTTPMethod::POST, API::register_, sent,
         [hooks, success](const QVariantMap &answer) {
             print(QStringLiteral("Result : ") + describeAnswer(answer));
             const auto message = textField(answer, QStringLiteral("message"));

@@ -15,8 +15,9 @@ public:
 
     std::pair<bool, QString> isDataValid(const FormFields &fields) const;
 
-    // Sends `parameters` as they are. The picture is not sent here: it is uploaded with the
-    // profile once the account exists. Success calls back with the new-account marker 1 (new),
+    // Sends `parameters` as they are, plus, for "register_type" "gmail" or "facebook", the
+    // sign-in kit's ID token as "id_token". The picture is not sent here: it is uploaded with
+    // the profile once the account exists. Success calls back with the new-account marker 1 (new),
     // 0 (existing account) or -1 (the backend did not say; nothing stored).
     // ("register" is a C++ keyword.)
     void register_(const QVariantMap &parameters, const std::optional<QImage> &image,
