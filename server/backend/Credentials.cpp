@@ -1,5 +1,7 @@
 #include "Credentials.h"
 
+#include "../http/Random.h"
+
 #include <sodium.h>
 
 #include <algorithm>
@@ -60,17 +62,9 @@ bool PasswordHasher::needsRehash(const std::string &storedHash) const
                                           cost_.memLimitBytes) != 0;
 }
 
-std::string randomHex(std::size_t bytes)
-{
-    ensureSodium();
-    std::string raw(bytes, '\0');
-    randombytes_buf(raw.data(), raw.size());
-    return toHex(reinterpret_cast<const unsigned char *>(raw.data()), raw.size());
-}
-
 std::string newSessionToken()
 {
-    return randomHex(32);
+    return net::randomHex(32);
 }
 
 std::string tokenDigest(std::string_view token)

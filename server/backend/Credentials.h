@@ -37,6 +37,5 @@ bool looksLikeSessionToken(std::string_view token);
 
 // A random password for the reset mail: unambiguous letters and digits.
 std::string newRandomPassword(std::size_t length = 12);
-std::string randomHex(std::size_t bytes);
 
 } // namespace tailwise::backend

@@ -1,6 +1,6 @@
 #include "Outbox.h"
 
-#include "Credentials.h"
+#include "../http/Random.h"
 #include "DurableFile.h"
 
 #include <ctime>
@@ -59,7 +59,7 @@ Outbox::Outbox(std::filesystem::path directory) : directory_(std::move(directory
 
 std::pair<std::filesystem::path, std::string> Outbox::stage(const Mail &mail, std::int64_t nowMs)
 {
-    const std::string id = randomHex(8);
+    const std::string id = net::randomHex(8);
     const std::string finalName = formatTime(nowMs, "%Y%m%dT%H%M%SZ") + "-" + id + ".eml";
     const std::filesystem::path temporary = directory_ / ("." + finalName + ".tmp");
     writeNewFileDurably(temporary, renderEml(mail, nowMs, id));

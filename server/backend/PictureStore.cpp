@@ -1,6 +1,6 @@
 #include "PictureStore.h"
 
-#include "Credentials.h"
+#include "../http/Random.h"
 #include "DurableFile.h"
 #include "Fields.h"
 
@@ -61,7 +61,7 @@ std::string PictureStore::store(std::string_view bytes)
     if (!type)
         throw BadRequest("The picture must be a PNG or JPEG image.",
                          net::http::status::unsupported_media_type);
-    const std::string name = randomHex(nameHexBytes) + std::string(extensionFor(*type));
+    const std::string name = net::randomHex(nameHexBytes) + std::string(extensionFor(*type));
     const auto temporary = directory_ / ("." + name + ".part");
     writeNewFileDurably(temporary, bytes);
     std::filesystem::rename(temporary, directory_ / name);

@@ -2,19 +2,12 @@
 
 #include "asio.h"
 
+#include <boost/algorithm/string/case_conv.hpp>
+
 #include <algorithm>
-#include <cctype>
 
 namespace tailwise::net {
 namespace {
-
-std::string lowered(std::string_view text)
-{
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return out;
-}
 
 bool isLoopbackLiteral(const std::string &name)
 {
@@ -43,7 +36,7 @@ std::string HostCheck::hostName(std::string_view header)
                name.find(':', colon + 1) == std::string_view::npos) {
         name = name.substr(0, colon);
     }
-    std::string host = lowered(name);
+    std::string host = boost::algorithm::to_lower_copy(std::string(name));
     // "localhost." and "localhost" are one name.
     if (host.size() > 1 && host.back() == '.')
         host.pop_back();

@@ -1,5 +1,7 @@
 #include "HttpServer.h"
 
+#include <boost/algorithm/string/case_conv.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -17,9 +19,7 @@ using asio::use_awaitable;
 
 bool containsDotDotSegment(std::string_view path)
 {
-    std::string lowered(path);
-    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string lowered = boost::algorithm::to_lower_copy(std::string(path));
     for (const std::string_view dots : {"..", ".%2e", "%2e.", "%2e%2e"}) {
         std::size_t at = 0;
         while ((at = lowered.find(dots, at)) != std::string::npos) {

@@ -1,5 +1,7 @@
 #include "RealtimeService.h"
 
+#include <boost/algorithm/string/case_conv.hpp>
+
 #include "Query.h"
 #include "http/Json.h"
 #include "http/Responses.h"
@@ -20,14 +22,6 @@ bool wantsEventStream(const net::Request &request)
     return accept.find("text/event-stream") != std::string_view::npos;
 }
 
-std::string upper(std::string_view text)
-{
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return result;
-}
-
 // The method the request stands for: a POST may carry another one in a header, for clients
 // that can send only GET and POST.
 verb effectiveMethod(const net::Request &request)
@@ -37,7 +31,7 @@ verb effectiveMethod(const net::Request &request)
     const auto header = request.find("X-HTTP-Method-Override");
     if (header == request.end())
         return verb::post;
-    const std::string name = upper(header->value());
+    const std::string name = boost::algorithm::to_upper_copy(std::string(header->value()));
     if (name == "PATCH")
         return verb::patch;
     if (name == "DELETE")
