@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <thread>
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace {
@@ -167,6 +169,11 @@ int main(int argc, char **argv)
     pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 
     fitOpenFiles(config);
+    // glibc gives each thread that allocates at once an arena of its own, up to eight per
+    // core, and keeps what was freed in each: after bursts of large requests on many workers
+    // the process holds several times what it uses. One arena per core keeps the resident
+    // size near the working set, and measured no slower.
+    mallopt(M_ARENA_MAX, static_cast<int>(std::max(2u, std::thread::hardware_concurrency())));
     try {
         tailwise::ServerStack stack(config);
         const auto endpoints = stack.start();

@@ -170,11 +170,26 @@ bool alive(int pid)
     return ::kill(pid, 0) == 0;
 }
 
+std::vector<Socket> openStreams(unsigned short port, const std::string &target, int count,
+                                int receiveBuffer)
+{
+    std::vector<Socket> streams;
+    const std::string get =
+        "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nAccept: text/event-stream\r\n\r\n";
+    for (int i = 0; i < count; ++i)
+        if (Socket socket = connectTo(port, receiveBuffer); socket && sendAll(socket, get))
+            streams.push_back(std::move(socket));
+    return streams;
+}
+
 // ---- The probe --------------------------------------------------------------------------------
 
 struct ProbeResult
 {
     std::vector<double> writeMs;
+    // From sending a write to its event arriving on a stream of the location.
+    std::vector<double> eventMs;
+    int missedEvents = 0;
     int writeFailures = 0;
     int healthFailures = 0;
     std::size_t peakKiB = 0;
@@ -199,12 +214,46 @@ public:
     }
 
 private:
+    // Waits until the stream has delivered `value` as the location's data.
+    bool eventArrives(const Socket &stream, std::string &buffer, int value,
+                      Clock::time_point deadline)
+    {
+        // Servers differ in the order of "path" and "data".
+        const std::string wanted = "\"data\":" + std::to_string(value);
+        const auto found = [&] {
+            for (auto at = buffer.find(wanted); at != std::string::npos;
+                 at = buffer.find(wanted, at + 1)) {
+                const auto after = at + wanted.size();
+                if (after < buffer.size() && (buffer[after] == '}' || buffer[after] == ','))
+                    return after;
+            }
+            return std::string::npos;
+        };
+        char chunk[4096];
+        while (found() == std::string::npos) {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            pollfd ready{stream.fd(), POLLIN, 0};
+            if (left.count() <= 0 || ::poll(&ready, 1, static_cast<int>(left.count())) <= 0)
+                return false;
+            const ssize_t got = ::recv(stream.fd(), chunk, sizeof chunk, 0);
+            if (got <= 0)
+                return false;
+            buffer.append(chunk, static_cast<std::size_t>(got));
+        }
+        buffer.erase(0, found());
+        return true;
+    }
+
     void run()
     {
-        const std::string write = request("PUT", "/probe.json?print=silent", "1");
         const std::string health = "GET /healthz HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+        auto streams = openStreams(options_.database, "/probe.json", 1, 0);
+        std::string events;
         for (int tick = 0; running_; ++tick) {
             const auto started = Clock::now();
+            const std::string write =
+                request("PUT", "/probe.json?print=silent", std::to_string(tick + 1));
             const auto status = ask(options_.database, write, 2s);
             const double ms =
                 std::chrono::duration<double, std::milli>(Clock::now() - started).count();
@@ -216,6 +265,13 @@ private:
                 std::fprintf(stderr, "probe at %.1f s: %s after %.0f ms\n",
                              std::chrono::duration<double>(started - began_).count(),
                              status == 204 ? "answered" : "FAILED", ms);
+            if (status == 204 && !streams.empty()) {
+                if (eventArrives(streams.front(), events, tick + 1, started + 2s))
+                    result_.eventMs.push_back(
+                        std::chrono::duration<double, std::milli>(Clock::now() - started).count());
+                else
+                    ++result_.missedEvents;
+            }
             if (tick % 5 == 0 && ask(options_.backend, health, 2s) != 200)
                 ++result_.healthFailures;
             result_.peakKiB = std::max(result_.peakKiB, residentKiB(options_.pid));
@@ -270,18 +326,6 @@ void slowloris(const Options &options, const std::atomic<bool> &running)
         for (int i = 0; i < 100 && running; ++i)
             std::this_thread::sleep_for(20ms);
     }
-}
-
-std::vector<Socket> openStreams(unsigned short port, const std::string &target, int count,
-                                int receiveBuffer)
-{
-    std::vector<Socket> streams;
-    const std::string get =
-        "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nAccept: text/event-stream\r\n\r\n";
-    for (int i = 0; i < count; ++i)
-        if (Socket socket = connectTo(port, receiveBuffer); socket && sendAll(socket, get))
-            streams.push_back(std::move(socket));
-    return streams;
 }
 
 // Streams that read nothing while large writes go to their location.
@@ -486,9 +530,10 @@ int main(int argc, char **argv)
          {},
          [&](const auto &running) { crashers(options, running); }},
     };
-    std::printf("| attack | what | probe writes | failed | p50 ms | p99 ms | max ms | health "
-                "failures | peak resident MiB | server up |\n"
-                "|---|---|---:|---:|---:|---:|---:|---:|---:|---|\n");
+    std::printf("| attack | what | probe writes | failed | write p50 ms | write p99 ms | write max "
+                "ms | event p50 ms | event p99 ms | events missed | health failures | peak "
+                "resident MiB | server up |\n"
+                "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|---|\n");
     for (const auto &attack : attacks) {
         if (!options.only.empty() && options.only != attack.name)
             continue;
@@ -506,11 +551,13 @@ int main(int argc, char **argv)
         const double maxMs = result.writeMs.empty()
                                  ? 0
                                  : *std::max_element(result.writeMs.begin(), result.writeMs.end());
-        std::printf("| %s | %s | %zu | %d | %.2f | %.2f | %.2f | %d | %.0f | %s |\n", attack.name,
-                    attack.what,
+        std::printf("| %s | %s | %zu | %d | %.2f | %.2f | %.2f | %.2f | %.2f | %d | %d | %.0f | %s "
+                    "|\n",
+                    attack.name, attack.what,
                     result.writeMs.size() + static_cast<std::size_t>(result.writeFailures),
                     result.writeFailures, percentile(result.writeMs, 0.5),
-                    percentile(result.writeMs, 0.99), maxMs, result.healthFailures,
+                    percentile(result.writeMs, 0.99), maxMs, percentile(result.eventMs, 0.5),
+                    percentile(result.eventMs, 0.99), result.missedEvents, result.healthFailures,
                     result.peakKiB / 1024.0, alive(options.pid) ? "yes" : "NO");
         std::fflush(stdout);
         if (!alive(options.pid))

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <utility>
 
 #include <pthread.h>
 
@@ -140,25 +141,54 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
                                                                 bool patch, const Path &patchAt,
                                                                 const Precondition &precondition)
 {
-    // Everything that grows with the data (converting, encoding) happened before; under the
-    // lock a write only splices its values in.
+    // Everything that grows with the data (converting, encoding, building the changed part of
+    // the tree) happens before the lock; under it a write splices its result in. Only values
+    // with increments, which read the stored value, are finished under the lock.
+    const bool increments = std::any_of(writes.begin(), writes.end(), [](const Write &write) {
+        return !write.prepared.increments.empty();
+    });
+    std::vector<std::pair<Path, NodePtr>> applied;
+    std::vector<std::string> encoded;
+    if (!increments) {
+        for (auto &write : writes) {
+            encoded.push_back(std::move(write.encoded));
+            applied.emplace_back(std::move(write.path), std::move(write.prepared.value));
+        }
+    }
+    // Many locations at once: their common ancestor is rebuilt from the current version now,
+    // and swapped in below if nobody changed it meanwhile.
+    Path ancestor;
+    NodePtr base, rebuilt;
+    if (applied.size() > 1) {
+        ancestor = applied.front().first;
+        for (const auto &[path, value] : applied)
+            ancestor.erase(
+                std::mismatch(ancestor.begin(), ancestor.end(), path.begin(), path.end()).first,
+                ancestor.end());
+        {
+            const std::lock_guard lock(mutex_);
+            base = find(root_, ancestor);
+        }
+        rebuilt = setAll(base, applied, ancestor.size());
+    }
+
+    NodePtr retired; // the version replaced, let go of after the lock
     const std::lock_guard lock(mutex_);
     if (precondition)
         precondition(root_);
-    std::vector<std::pair<Path, NodePtr>> applied;
-    std::vector<std::string> encoded;
-    std::vector<NodePtr> values;
-    for (auto &write : writes) {
-        NodePtr value = write.prepared.increments.empty()
-                            ? std::move(write.prepared.value)
-                            : resolveIncrements(root_, write.path, std::move(write.prepared));
-        if (write.encoded.empty())
-            write.encoded = encodeWrite(write.path, value);
-        encoded.push_back(std::move(write.encoded));
-        values.push_back(value);
-        applied.emplace_back(std::move(write.path), std::move(value));
+    if (increments) {
+        for (auto &write : writes) {
+            NodePtr value = write.prepared.increments.empty()
+                                ? std::move(write.prepared.value)
+                                : resolveIncrements(root_, write.path, std::move(write.prepared));
+            if (write.encoded.empty())
+                write.encoded = encodeWrite(write.path, value);
+            encoded.push_back(std::move(write.encoded));
+            applied.emplace_back(std::move(write.path), std::move(value));
+        }
     }
-    NodePtr root = setAll(root_, applied);
+    const NodePtr root = rebuilt && find(root_, ancestor) == base ? setAt(root_, ancestor, rebuilt)
+                                                                  : setAll(root_, applied);
     const std::size_t before = root_ ? root_->bytes() : 0;
     const std::size_t after = root ? root->bytes() : 0;
     if (options_.maxStoredBytes && after > options_.maxStoredBytes && after > before)
@@ -167,14 +197,18 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
                           std::to_string(options_.maxStoredBytes) + " bytes");
 
     const std::uint64_t seq = ++appliedSeq_;
-    root_ = root;
+    retired = std::exchange(root_, root);
+    std::vector<NodePtr> values;
+    values.reserve(applied.size());
+    for (const auto &[path, value] : applied)
+        values.push_back(value);
     // The change must wait for listeners before the journal may flush its record: the
     // publisher hands listeners only the changes queued by the time the record is durable,
     // and the writer is answered right after. Queued later, an acknowledged write's events would
     // sit here until some other write happened to be flushed.
     {
         const std::lock_guard changes(changesMutex_);
-        changes_.push_back({seq, std::move(applied), patch, patchAt, std::move(root)});
+        changes_.push_back({seq, std::move(applied), patch, patchAt, root});
     }
     journal_->append(seq, std::move(encoded));
     if (journal_->size() >= options_.snapshotBytes) {

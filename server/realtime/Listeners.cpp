@@ -304,6 +304,18 @@ ListenerRegistry::Found ListenerRegistry::atOrBelow(const Path &path) const
 
 void ListenerRegistry::publish(const Change &change)
 {
+    // A change of many locations usually concerns nobody: whoever it concerns listens at, above
+    // or below the locations' common prefix, which two lookups tell.
+    if (change.writes.size() > 1) {
+        Path common = change.writes.front().first;
+        for (const auto &[path, value] : change.writes) {
+            const auto differs =
+                std::mismatch(common.begin(), common.end(), path.begin(), path.end());
+            common.erase(differs.first, common.end());
+        }
+        if (atOrAbove(common, 0).empty() && atOrBelow(common).empty())
+            return;
+    }
     const auto concerned = [&](const Listener &listener) {
         return listener.afterSeq() < change.seq && !listener.finished();
     };

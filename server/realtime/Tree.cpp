@@ -232,7 +232,8 @@ NodePtr setAt(const NodePtr &root, const Path &path, NodePtr value)
     return setBelow(root, path, 0, std::move(value));
 }
 
-NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes)
+NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes,
+               std::size_t depth)
 {
     if (writes.empty())
         return root;
@@ -242,7 +243,7 @@ NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> 
         sorted.push_back(&write);
     std::sort(sorted.begin(), sorted.end(),
               [](const Write *a, const Write *b) { return a->first < b->first; });
-    return setBelowAll(root, sorted, 0);
+    return setBelowAll(root, sorted, depth);
 }
 
 PreparedValue prepareValue(const Json &input, std::size_t depth, std::int64_t nowMs)

@@ -23,8 +23,10 @@ NodePtr find(const NodePtr &root, const Path &path);
 NodePtr setAt(const NodePtr &root, const Path &path, NodePtr value);
 
 // A new tree with each value at its path, as one change: the paths must not be one inside
-// another. Locations with many written children are rebuilt once, not once per write.
-NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes);
+// another. Locations with many written children are rebuilt once, not once per write. With
+// `depth`, `root` is the value at the first `depth` keys of every path, which all share them.
+NodePtr setAll(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes,
+               std::size_t depth = 0);
 
 // {".sv": {"increment": n}} in written data: it depends on the stored value, so it is
 // resolved when the write is applied.
