@@ -66,21 +66,22 @@ TEST(RealtimeDurability, ConcurrentMultiLocationUpdatesLoseNothing)
     TempDir dir("tailwise-rtdb");
     realtime::Database database(options(dir.path()));
     std::vector<std::thread> writers;
-    for (const char *side : {"x", "y"})
+    // Two writers into the same location, each large enough that building takes a while and
+    // the writers overlap; single writes beside them.
+    for (const int side : {0, 1})
         writers.emplace_back([&database, side] {
-            for (int i = 0; i < 300; ++i)
-                database.update({"a"}, Json{{std::string(side) + "/" + std::to_string(i), i},
-                                            {std::string(side) + "/n", i}});
+            for (int i = 0; i < 50; ++i) {
+                Json update;
+                for (int k = 0; k < 400; ++k)
+                    update["m" + std::to_string(i * 800 + 2 * k + side)] = k;
+                database.update({"a"}, update);
+            }
         });
     for (int i = 0; i < 300; ++i)
-        database.set({"a", "z", std::to_string(i)}, i);
+        database.set({"a", "z" + std::to_string(i)}, i);
     for (auto &writer : writers)
         writer.join();
-    const Json a = read(database, {"a"});
-    EXPECT_EQ(a["x"].size(), 301u);
-    EXPECT_EQ(a["y"].size(), 301u);
-    EXPECT_EQ(a["z"].size(), 300u);
-    EXPECT_EQ(a["x"]["n"], 299);
+    EXPECT_EQ(read(database, {"a"}).size(), 40'300u);
 }
 
 TEST(RealtimeDurability, SnapshotsTakenAtOnceLoseNothing)
