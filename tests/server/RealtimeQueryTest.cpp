@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <set>
 
 using namespace tailwise::realtime;
@@ -41,6 +42,41 @@ TEST(RealtimeOrder, ValuesByTypeThenWithinType)
     EXPECT_EQ(compareValues(nullptr, &ordered[0]), 0); // missing is null
     EXPECT_EQ(compareValues(&ordered.back(), &object), -1);
     EXPECT_EQ(compareValues(&object, &object), 0); // ties go to the key
+}
+
+TEST(RealtimeOrder, NumbersByExactValueWhateverTheirKind)
+{
+    // Past 2^53 doubles skip integers; each number here sorts strictly before the next.
+    const std::vector<Json> ordered = {
+        -1e300,
+        std::numeric_limits<std::int64_t>::min(),
+        Json::parse("-9007199254740993"),
+        -9007199254740992.0,
+        -0.5,
+        Json::parse("0"),
+        Json::parse("9007199254740992"),
+        Json::parse("9007199254740993"),
+        std::numeric_limits<std::int64_t>::max(),
+        9223372036854775808.0,
+        std::numeric_limits<std::uint64_t>::max(),
+        18446744073709551616.0,
+    };
+    for (std::size_t i = 0; i < ordered.size(); ++i)
+        for (std::size_t j = 0; j < ordered.size(); ++j)
+            EXPECT_EQ(compareValues(&ordered[i], &ordered[j]), i < j   ? -1
+                                                               : i > j ? 1
+                                                                       : 0)
+                << ordered[i] << " vs " << ordered[j];
+    const std::vector<std::pair<Json, Json>> equal = {
+        {Json::parse("9007199254740992"), 9007199254740992.0},
+        {std::int64_t{7}, std::uint64_t{7}},
+        {-5, -5.0},
+        {Json::parse("0"), -0.0},
+    };
+    for (const auto &[a, b] : equal) {
+        EXPECT_EQ(compareValues(&a, &b), 0) << a << " vs " << b;
+        EXPECT_EQ(compareValues(&b, &a), 0) << b << " vs " << a;
+    }
 }
 
 // Dinosaurs, as the hosted service's documentation likes them.
