@@ -368,7 +368,11 @@ void ListenerRegistry::publish(const Change &change)
             });
         }
     }
-    for (const auto &[path, value] : change.writes) {
+    for (const auto &write : change.writes) {
+        // Named references rather than a structured binding: the lambdas below capture them,
+        // which clang before 16 does not allow for bindings.
+        const Path &path = write.first;
+        const NodePtr &value = write.second;
         events.clear();
         for (const auto &listener : atOrAbove(path, 0)) {
             if (!concerned(*listener) || listener->path().size() == path.size())

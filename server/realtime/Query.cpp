@@ -29,6 +29,53 @@ int rank(const Json *value)
     return 5;
 }
 
+template <typename Number>
+int threeWay(Number a, Number b)
+{
+    return a < b ? -1 : a > b ? 1 : 0;
+}
+
+// JSON integers arrive as std::uint64_t when not negative, as std::int64_t when negative.
+int compareIntegers(const Json &a, const Json &b)
+{
+    const bool aNegative = !a.is_number_unsigned() && a.get<std::int64_t>() < 0;
+    const bool bNegative = !b.is_number_unsigned() && b.get<std::int64_t>() < 0;
+    if (aNegative != bNegative)
+        return aNegative ? -1 : 1;
+    if (aNegative)
+        return threeWay(a.get<std::int64_t>(), b.get<std::int64_t>());
+    return threeWay(a.get<std::uint64_t>(), b.get<std::uint64_t>());
+}
+
+int compareIntegerToDouble(const Json &integer, double d)
+{
+    // Rounding keeps order, so when the integer's nearest double differs from d, that
+    // difference is the answer; otherwise d is a whole number within a rounding step of the
+    // integer and the two compare exactly as integers.
+    const double rounded = integer.get<double>();
+    if (rounded != d)
+        return rounded < d ? -1 : 1;
+    constexpr double twoTo64 = 18446744073709551616.0;
+    if (d >= twoTo64)
+        return -1;
+    if (d < 0)
+        return threeWay(integer.get<std::int64_t>(), static_cast<std::int64_t>(d));
+    return threeWay(integer.get<std::uint64_t>(), static_cast<std::uint64_t>(d));
+}
+
+// By exact value whatever the kinds. Through doubles, 2^53 + 1 would equal 2^53.0, which
+// equals 2^53, which is less than 2^53 + 1: an order no sort can rely on.
+int compareNumbers(const Json &a, const Json &b)
+{
+    if (a.is_number_float() && b.is_number_float())
+        return threeWay(a.get<double>(), b.get<double>());
+    if (a.is_number_float())
+        return -compareIntegerToDouble(b, a.get<double>());
+    if (b.is_number_float())
+        return compareIntegerToDouble(a, b.get<double>());
+    return compareIntegers(a, b);
+}
+
 Refusal badQuery(const std::string &why)
 {
     return Refusal(status::bad_request, why);
@@ -78,14 +125,8 @@ int compareValues(const Json *a, const Json *b)
     const int right = rank(b);
     if (left != right)
         return sign(left - right);
-    if (left == 3) {
-        if (a->is_number_integer() && b->is_number_integer() && !a->is_number_unsigned() &&
-            !b->is_number_unsigned()) {
-            const auto x = a->get<std::int64_t>(), y = b->get<std::int64_t>();
-            return x < y ? -1 : x > y ? 1 : 0;
-        }
-        return sign(a->get<double>() - b->get<double>());
-    }
+    if (left == 3)
+        return compareNumbers(*a, *b);
     if (left == 4)
         return sign(a->get_ref<const std::string &>().compare(b->get_ref<const std::string &>()));
     return 0;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <set>
 
 using namespace tailwise::realtime;
@@ -29,18 +30,52 @@ TEST(RealtimeOrder, KeysIntegersFirstThenStrings)
 
 TEST(RealtimeOrder, ValuesByTypeThenWithinType)
 {
-    const std::vector<Json> ordered = {nullptr, false, true, -5,  0,   0.5, 3,
-                                       1e10,    "",    "10", "9", "a", "b"};
+    // Numbers by exact value whatever their kind: past 2^53 doubles skip integers, and
+    // integers that are not negative arrive unsigned.
+    const std::vector<Json> ordered = {
+        nullptr,
+        false,
+        true,
+        -1e300,
+        std::numeric_limits<std::int64_t>::min(),
+        Json::parse("-9007199254740993"),
+        -9007199254740992.0,
+        -5,
+        -0.5,
+        Json::parse("0"),
+        0.5,
+        3,
+        Json::parse("9007199254740992"),
+        Json::parse("9007199254740993"),
+        std::numeric_limits<std::int64_t>::max(),
+        9223372036854775808.0,
+        std::numeric_limits<std::uint64_t>::max(),
+        18446744073709551616.0,
+        "",
+        "10",
+        "9",
+        "a",
+        "b",
+    };
     for (std::size_t i = 0; i < ordered.size(); ++i)
         for (std::size_t j = 0; j < ordered.size(); ++j)
             EXPECT_EQ(compareValues(&ordered[i], &ordered[j]), i < j   ? -1
                                                                : i > j ? 1
                                                                        : 0)
                 << ordered[i] << " vs " << ordered[j];
-    const Json object = Json::object({{"k", 1}});
+    const std::vector<std::pair<Json, Json>> equal = {
+        {Json::parse("9007199254740992"), 9007199254740992.0},
+        {std::int64_t{7}, std::uint64_t{7}},
+        {-5, -5.0},
+        {Json::parse("0"), -0.0},
+        {Json::object({{"k", 1}}), Json::object({{"j", 2}})}, // ties go to the key
+    };
+    for (const auto &[a, b] : equal) {
+        EXPECT_EQ(compareValues(&a, &b), 0) << a << " vs " << b;
+        EXPECT_EQ(compareValues(&b, &a), 0) << b << " vs " << a;
+    }
     EXPECT_EQ(compareValues(nullptr, &ordered[0]), 0); // missing is null
-    EXPECT_EQ(compareValues(&ordered.back(), &object), -1);
-    EXPECT_EQ(compareValues(&object, &object), 0); // ties go to the key
+    EXPECT_EQ(compareValues(&ordered.back(), &equal.back().first), -1);
 }
 
 // Dinosaurs, as the hosted service's documentation likes them.
