@@ -91,6 +91,21 @@ void run(std::size_t depth, std::uint8_t first, std::string_view body)
 
     const NodePtr after = setAt(before, at, value);
     FUZZ_CHECK(sameValue(find(after, at), value), "the value is where it was written");
+
+    // The value's children as a multi-location update: all at once, whole or from their
+    // common location, the same as one after another.
+    if (value && value->isObject() && at.size() < maxDepth) {
+        std::vector<std::pair<Path, NodePtr>> writes;
+        NodePtr oneByOne = before;
+        for (const auto &entry : value->children()) {
+            writes.emplace_back(join(at, {entry.key}), entry.value);
+            oneByOne = setAt(oneByOne, writes.back().first, entry.value);
+        }
+        FUZZ_CHECK(sameValue(setAll(before, writes), oneByOne),
+                   "an update writes what its writes one at a time write");
+        FUZZ_CHECK(sameValue(setAll(find(before, at), writes, at.size()), find(oneByOne, at)),
+                   "an update rebuilds its common location alike");
+    }
     for (const auto &entry : before->children()) {
         if (at.empty() || entry.key == at.front())
             continue;
