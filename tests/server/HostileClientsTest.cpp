@@ -113,10 +113,12 @@ TEST(ConnectionLimits, ConnectionsThatOnlyWaitGiveWayToNewOnes)
     TestServerOptions options;
     options.limits.maxConnections = 16;
     TestServer server(options);
+    // One after another, so that which waited longest is clear.
     std::vector<std::unique_ptr<RawStream>> idle;
-    for (int i = 0; i < 16; ++i)
+    for (int i = 0; i < 16; ++i) {
         idle.push_back(stalled(server.endpoint()));
-    std::this_thread::sleep_for(100ms); // all taken up by the server
+        std::this_thread::sleep_for(20ms);
+    }
     std::vector<std::unique_ptr<HttpClient>> checks;
     for (int i = 0; i < 5; ++i) {
         checks.push_back(std::make_unique<HttpClient>(server.endpoint()));
@@ -135,8 +137,10 @@ TEST(ConnectionLimits, TheAddressHoldingMostGivesWayFirst)
     options.limits.maxConnectionsPerAddress = 8;
     TestServer server(options);
     std::vector<std::unique_ptr<RawStream>> greedy, modest;
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 8; ++i) {
         greedy.push_back(stalled(server.endpoint(), "127.0.0.2"));
+        std::this_thread::sleep_for(20ms);
+    }
     for (int i = 0; i < 4; ++i)
         modest.push_back(stalled(server.endpoint(), "127.0.0.3"));
     std::this_thread::sleep_for(100ms);
