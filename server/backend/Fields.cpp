@@ -67,11 +67,11 @@ Fields Fields::fromJson(std::string_view body)
     Fields fields;
     if (trimmed(body).empty())
         return fields;
-    if (!net::nestingWithin(body, maxJsonDepth))
-        throw BadRequest("Request body is nested too deeply.");
     auto parsed = net::parseJson(body, maxJsonDepth);
     if (!parsed)
-        throw BadRequest("Request body is not valid JSON.");
+        throw BadRequest(net::nestingWithin(body, maxJsonDepth)
+                             ? "Request body is not valid JSON."
+                             : "Request body is nested too deeply.");
     if (!parsed->is_object())
         throw BadRequest("Request body must be a JSON object.");
     fields.values_ = std::move(*parsed);

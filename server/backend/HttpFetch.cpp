@@ -1,5 +1,7 @@
 #include "HttpFetch.h"
 
+#include "../http/HostCheck.h"
+
 #include <curl/curl.h>
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -30,7 +32,7 @@ bool loopbackHost(const std::string &url)
         return false;
     const std::string name = host;
     curl_free(host);
-    return name == "localhost" || name == "[::1]" || boost::algorithm::starts_with(name, "127.");
+    return net::isLoopbackName(name);
 }
 
 struct Sink

@@ -7,16 +7,15 @@
 #include <algorithm>
 
 namespace tailwise::net {
-namespace {
-
-bool isLoopbackLiteral(const std::string &name)
+bool isLoopbackName(std::string_view host)
 {
+    const std::string name = HostCheck::hostName(host);
+    if (name == "localhost" || name.ends_with(".localhost"))
+        return true;
     boost::system::error_code ec;
     const auto address = asio::ip::make_address(name, ec);
     return !ec && address.is_loopback();
 }
-
-} // namespace
 
 HostCheck::HostCheck(std::string listenAddress, std::vector<std::string> publicHosts)
     : listenAddress_(hostName(listenAddress))
@@ -50,7 +49,7 @@ bool HostCheck::allows(std::string_view header, unsigned httpVersion) const
     const std::string host = hostName(header);
     if (host.empty())
         return false;
-    if (host == "localhost" || host.ends_with(".localhost") || isLoopbackLiteral(host))
+    if (isLoopbackName(host))
         return true;
     if (!listenAddress_.empty() && host == listenAddress_ && listenAddress_ != "0.0.0.0" &&
         listenAddress_ != "::")

@@ -6,6 +6,10 @@
 
 namespace tailwise::net {
 
+// "localhost", a name under ".localhost" or a loopback address ("127.0.0.1", "[::1]"): a name
+// that always means this machine.
+bool isLoopbackName(std::string_view host);
+
 // Which names a service answers for, by the request's Host header. A page on another site
 // can point its own name at 127.0.0.1 (DNS rebinding) and then talk to a local server as if
 // it were that site; refusing names the server does not serve closes that door. Loopback

@@ -45,15 +45,15 @@ verb effectiveMethod(const net::Request &request)
                       net::printable(header->value()) + "'");
 }
 
-// Nothing recursive sees the body before its nesting is known to be bounded.
+// parseJson checks the nesting before anything recursive sees the body.
 Json parseBody(const net::Request &request)
 {
-    if (!net::nestingWithin(request.body(), maxJsonNesting))
-        throw Refusal(status::bad_request, "Data is nested too deeply");
     auto body = net::parseJson(request.body(), maxJsonNesting);
     if (!body)
         throw Refusal(status::bad_request,
-                      "Invalid data; couldn't parse JSON object, array, or value.");
+                      net::nestingWithin(request.body(), maxJsonNesting)
+                          ? "Invalid data; couldn't parse JSON object, array, or value."
+                          : "Data is nested too deeply");
     return std::move(*body);
 }
 
