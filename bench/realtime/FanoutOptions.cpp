@@ -64,7 +64,7 @@ Options parseOptions(const std::vector<std::string> &args)
         if (flag == "--system") {
             const auto found =
                 std::find_if(std::begin(systems), std::end(systems),
-                             [&](const auto &entry) { return entry.first == value; });
+                             [&name = value](const auto &entry) { return entry.first == name; });
             if (found == std::end(systems))
                 throw UsageError("--system must be tailwise, pouchdb, node-sse or redis, not '" +
                                  value + "'");

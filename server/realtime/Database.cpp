@@ -27,6 +27,21 @@ std::string connectionId()
 struct LocationMoved
 {};
 
+// A write's size as `writeSizeLimit` counts it: what it writes and what it replaces, since
+// removing a large location costs as much as writing it.
+void checkWriteSize(const NodePtr &root, const std::vector<std::pair<Path, NodePtr>> &writes,
+                    std::size_t limit)
+{
+    std::size_t bytes = 0;
+    for (const auto &[path, value] : writes) {
+        const NodePtr replaced = find(root, path);
+        bytes += (value ? value->bytes() : 0) + (replaced ? replaced->bytes() : 0);
+    }
+    if (bytes > limit)
+        throw Refusal(status::bad_request, "Data to write exceeds the maximum size that can be "
+                                           "modified with a single request.");
+}
+
 } // namespace
 
 std::string etagOf(const NodePtr &value)
@@ -138,7 +153,7 @@ Database::Write Database::prepare(Path path, const Json &input, std::int64_t now
 }
 
 std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Write> writes,
-                                                                bool patch, const Path &patchAt,
+                                                                const CommitOptions &options,
                                                                 const Precondition &precondition)
 {
     // Everything that grows with the data (converting, encoding, building the changed part of
@@ -187,6 +202,8 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
             applied.emplace_back(std::move(write.path), std::move(value));
         }
     }
+    if (options.sizeLimit)
+        checkWriteSize(root_, applied, *options.sizeLimit);
     const NodePtr root = rebuilt && find(root_, ancestor) == base ? setAt(root_, ancestor, rebuilt)
                                                                   : setAll(root_, applied);
     const std::size_t before = root_ ? root_->bytes() : 0;
@@ -208,7 +225,7 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
     // sit here until some other write happened to be flushed.
     {
         const std::lock_guard changes(changesMutex_);
-        changes_.push_back({seq, std::move(applied), patch, patchAt, root});
+        changes_.push_back({seq, std::move(applied), options.update, options.at, root});
     }
     journal_->append(seq, std::move(encoded));
     if (journal_->size() >= options_.snapshotBytes) {
@@ -222,7 +239,7 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
 }
 
 NodePtr Database::set(const Path &path, const Json &input,
-                      const std::optional<std::string> &ifMatch)
+                      const std::optional<std::string> &ifMatch, WriteSizeLimit sizeLimit)
 {
     Write write = prepare(path, input, options_.clock());
     Precondition precondition;
@@ -239,11 +256,11 @@ NodePtr Database::set(const Path &path, const Json &input,
                 throw EtagMismatch{expected, std::move(etag)};
             Write attemptWrite = write;
             try {
-                auto [seq, values] =
-                    commit({std::move(attemptWrite)}, false, {}, [&](const NodePtr &root) {
-                        if (find(root, path) != expected)
-                            throw LocationMoved{};
-                    });
+                auto [seq, values] = commit({std::move(attemptWrite)}, {false, {}, sizeLimit},
+                                            [&](const NodePtr &root) {
+                                                if (find(root, path) != expected)
+                                                    throw LocationMoved{};
+                                            });
                 journal_->waitDurable(seq);
                 return values.front();
             } catch (const LocationMoved &) {
@@ -255,13 +272,13 @@ NodePtr Database::set(const Path &path, const Json &input,
                 throw EtagMismatch{current, std::move(etag)};
         };
     }
-    auto [seq, values] = commit({std::move(write)}, false, {}, precondition);
+    auto [seq, values] = commit({std::move(write)}, {false, {}, sizeLimit}, precondition);
     journal_->waitDurable(seq);
     return values.front();
 }
 
-std::vector<std::pair<std::string, NodePtr>> Database::update(const Path &path,
-                                                              const Json &children)
+std::vector<std::pair<std::string, NodePtr>>
+Database::update(const Path &path, const Json &children, WriteSizeLimit sizeLimit)
 {
     if (!children.is_object())
         throw Refusal(status::bad_request, "Invalid data; couldn't parse JSON object. Are you "
@@ -292,12 +309,10 @@ std::vector<std::pair<std::string, NodePtr>> Database::update(const Path &path,
 
     const std::int64_t now = options_.clock();
     std::vector<Write> writes;
-    bool childrenOnly = true;
-    for (const auto &[key, relative] : targets) {
-        childrenOnly = childrenOnly && relative.size() == 1;
+    for (const auto &[key, relative] : targets)
         writes.push_back(prepare(join(path, relative), children[key], now));
-    }
-    auto [seq, values] = commit(std::move(writes), childrenOnly, path);
+    auto [seq, values] =
+        commit(std::move(writes), {.update = true, .at = path, .sizeLimit = sizeLimit});
     journal_->waitDurable(seq);
     std::vector<std::pair<std::string, NodePtr>> written;
     for (std::size_t i = 0; i < targets.size(); ++i)
@@ -305,14 +320,14 @@ std::vector<std::pair<std::string, NodePtr>> Database::update(const Path &path,
     return written;
 }
 
-std::string Database::push(const Path &path, const Json &input)
+std::string Database::push(const Path &path, const Json &input, WriteSizeLimit sizeLimit)
 {
     if (path.size() + 1 > maxDepth)
         throw Refusal(status::bad_request,
                       "Invalid path: deeper than " + std::to_string(maxDepth) + " levels");
     const std::int64_t now = options_.clock();
     std::string id = pushIds_.next(now);
-    auto [seq, values] = commit({prepare(join(path, {id}), input, now)}, false, {});
+    auto [seq, values] = commit({prepare(join(path, {id}), input, now)}, {false, {}, sizeLimit});
     journal_->waitDurable(seq);
     return id;
 }

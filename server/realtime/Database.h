@@ -38,6 +38,9 @@ struct EtagMismatch
     std::string etag;
 };
 
+// At most this many bytes written and replaced together by one write; none: no such limit.
+using WriteSizeLimit = std::optional<std::size_t>;
+
 // The ETag of a location's value as clients read it.
 std::string etagOf(const NodePtr &value);
 
@@ -62,12 +65,15 @@ public:
     // Replaces the location; returns the stored value written (server values resolved). With
     // `ifMatch`, throws EtagMismatch when the current value's ETag differs.
     NodePtr set(const Path &path, const Json &input,
-                const std::optional<std::string> &ifMatch = std::nullopt);
-    // A multi-location update: each relative path is replaced whole. Returns the stored
-    // values written, with the request's keys. Throws Refusal for overlapping paths.
-    std::vector<std::pair<std::string, NodePtr>> update(const Path &path, const Json &children);
+                const std::optional<std::string> &ifMatch = std::nullopt,
+                WriteSizeLimit sizeLimit = std::nullopt);
+    // A multi-location update: each relative path is replaced whole, and listeners hear of it
+    // as one change. Returns the stored values written, with the request's keys. Throws
+    // Refusal for overlapping paths.
+    std::vector<std::pair<std::string, NodePtr>> update(const Path &path, const Json &children,
+                                                        WriteSizeLimit sizeLimit = std::nullopt);
     // Writes under a new push id and returns the id.
-    std::string push(const Path &path, const Json &input);
+    std::string push(const Path &path, const Json &input, WriteSizeLimit sizeLimit = std::nullopt);
     // A stream on `path`: `connected`, the first `put`, then every change concerning it; with
     // a query, its result first and again whenever a change alters it.
     std::shared_ptr<Listener> listen(const Path &path, std::optional<Query> query = std::nullopt);
@@ -102,10 +108,17 @@ private:
     using Precondition = std::function<void(const NodePtr &root)>;
 
     Write prepare(Path path, const Json &input, std::int64_t nowMs) const;
+    struct CommitOptions
+    {
+        // A multi-location update at `at`, which listeners hear of as one change.
+        bool update = false;
+        Path at;
+        WriteSizeLimit sizeLimit;
+    };
     // Applies the writes as one and queues them on the journal; returns the sequence number
     // to wait for and the values written.
-    std::pair<std::uint64_t, std::vector<NodePtr>> commit(std::vector<Write> writes, bool patch,
-                                                          const Path &patchAt,
+    std::pair<std::uint64_t, std::vector<NodePtr>> commit(std::vector<Write> writes,
+                                                          const CommitOptions &options,
                                                           const Precondition &precondition = {});
     void dispatch(std::uint64_t durableSeq);
     void publishDurableChanges();

@@ -302,6 +302,179 @@ ListenerRegistry::Found ListenerRegistry::atOrBelow(const Path &path) const
     return found;
 }
 
+// The events of one change, built once per listened location and shared by every listener
+// there. Query streams are collected and served last, with at most one new result each.
+class ListenerRegistry::Fanout
+{
+public:
+    Fanout(const ListenerRegistry &registry, const Change &change)
+        : registry_(registry), change_(change)
+    {}
+
+    void publishSet()
+    {
+        const Path &path = change_.writes.front().first;
+        const NodePtr &value = change_.writes.front().second;
+        for (const auto &listener : registry_.atOrAbove(path, 0)) {
+            if (listener->path().size() < path.size())
+                send(listener, [&] {
+                    return sseEvent("put", putData(relative(path, listener->path()), value));
+                });
+        }
+        putToThoseBelow(path, value);
+    }
+
+    void publishUpdate()
+    {
+        const Path &at = change_.at;
+        // At or above the update: every key, as paths from its location.
+        std::optional<std::string> all;
+        for (const auto &listener : registry_.atOrAbove(at, 0))
+            send(listener, [&] {
+                if (!all)
+                    all = patchChildren(at, change_.writes.begin(), change_.writes.end());
+                return patchEvent(relative(at, listener->path()), *all);
+            });
+        // Between the update and a written location: the keys below the listener. Each of
+        // those locations is found once per write below it.
+        struct Between
+        {
+            std::vector<std::shared_ptr<Listener>> listeners;
+            std::vector<std::size_t> writes; // indices into change_.writes
+        };
+        std::map<Path, Between> between;
+        for (std::size_t i = 0; i < change_.writes.size(); ++i) {
+            const auto &[path, value] = change_.writes[i];
+            for (const auto &listener : registry_.atOrAbove(path, at.size() + 1)) {
+                if (listener->path().size() == path.size() || !concerned(*listener))
+                    continue;
+                Between &location = between[listener->path()];
+                location.listeners.push_back(listener);
+                if (location.writes.empty() || location.writes.back() != i)
+                    location.writes.push_back(i);
+            }
+            putToThoseBelow(path, value);
+        }
+        // Named references rather than a structured binding: the lambda below captures
+        // them, which clang before 16 does not allow for bindings.
+        for (auto &entry : between) {
+            const Path &path = entry.first;
+            Between &location = entry.second;
+            // A listener above several writes was found once for each.
+            std::sort(location.listeners.begin(), location.listeners.end());
+            location.listeners.erase(
+                std::unique(location.listeners.begin(), location.listeners.end()),
+                location.listeners.end());
+            std::vector<std::pair<Path, NodePtr>> writes;
+            for (const std::size_t i : location.writes)
+                writes.push_back(change_.writes[i]);
+            for (const auto &listener : location.listeners)
+                send(listener, [&] {
+                    return patchEvent("/", patchChildren(path, writes.begin(), writes.end()));
+                });
+        }
+    }
+
+    // Query streams take in every write first and get at most one new result per change;
+    // streams with the same query on the same location share it and its event.
+    void publishQueries(QueuedBytes &budget)
+    {
+        std::sort(queries_.begin(), queries_.end());
+        queries_.erase(std::unique(queries_.begin(), queries_.end()), queries_.end());
+        struct Result
+        {
+            NodePtr value;
+            Event event;
+        };
+        std::map<std::pair<Path, std::string>, Result> results;
+        for (const auto &listener : queries_) {
+            serve(*listener, [&] {
+                auto [known, fresh] =
+                    results.try_emplace({listener->path(), listener->query()->canonical()});
+                Result &result = known->second;
+                if (fresh)
+                    result.value = applyQuery(realtime::find(change_.root, listener->path()),
+                                              *listener->query());
+                listener->offerResult(result.value, [&] {
+                    if (!result.event)
+                        result.event = budget.event(sseEvent("put", putData("/", result.value)));
+                    return result.event;
+                });
+            });
+        }
+    }
+
+private:
+    bool concerned(const Listener &listener) const
+    {
+        return listener.afterSeq() < change_.seq && !listener.finished();
+    }
+
+    // One listener's trouble (its event cannot even be built) is that listener's end, never
+    // the server's or the other listeners'.
+    static void serve(Listener &listener, const auto &work)
+    {
+        try {
+            work();
+        } catch (const std::bad_alloc &) {
+            listener.cancel("the server ran out of memory for this stream");
+        }
+    }
+
+    void send(const std::shared_ptr<Listener> &listener, const std::function<std::string()> &build)
+    {
+        if (!concerned(*listener))
+            return;
+        if (listener->query()) {
+            queries_.push_back(listener);
+            return;
+        }
+        serve(*listener, [&] {
+            auto known = events_.find(listener->path());
+            if (known == events_.end())
+                known = events_.emplace(listener->path(), registry_.budget_->event(build())).first;
+            listener->deliver(known->second);
+        });
+    }
+
+    // Listeners at or below a written location get their own part of it whole.
+    void putToThoseBelow(const Path &path, const NodePtr &value)
+    {
+        for (const auto &listener : registry_.atOrBelow(path))
+            send(listener, [&] {
+                return sseEvent("put", putData("/", valueBelow(value, path, listener->path())));
+            });
+    }
+
+    static std::string patchEvent(std::string_view path, const std::string &children)
+    {
+        return sseEvent("patch",
+                        R"({"path":)" + Json(path).dump() + R"(,"data":)" + children + "}");
+    }
+
+    // {"a/b": <value>, ...}: the writes' locations relative to `base`, which is above them.
+    template <typename Iterator>
+    static std::string patchChildren(const Path &base, Iterator first, Iterator last)
+    {
+        std::string children = "{";
+        for (auto it = first; it != last; ++it) {
+            if (children.size() > 1)
+                children += ',';
+            const std::string path = relative(it->first, base);
+            children += Json(std::string_view(path).substr(1)).dump();
+            children += ':';
+            appendJson(children, it->second, Form::read);
+        }
+        children += '}';
+        return children;
+    }
+
+    const ListenerRegistry &registry_;
+    const Change &change_;
+    std::map<Path, Event> events_;
+    Found queries_;
+};
+
 void ListenerRegistry::publish(const Change &change)
 {
     // A change of many locations usually concerns nobody: whoever it concerns listens at, above
@@ -316,115 +489,12 @@ void ListenerRegistry::publish(const Change &change)
         if (atOrAbove(common, 0).empty() && atOrBelow(common).empty())
             return;
     }
-    const auto concerned = [&](const Listener &listener) {
-        return listener.afterSeq() < change.seq && !listener.finished();
-    };
-    // One listener's trouble (its event cannot even be built) is that listener's end, never
-    // the server's or the other listeners'.
-    const auto serve = [](Listener &listener, const auto &work) {
-        try {
-            work();
-        } catch (const std::bad_alloc &) {
-            listener.cancel("the server ran out of memory for this stream");
-        }
-    };
-    // Query streams take in every write first and get at most one new result per change.
-    Found queries;
-
-    // Every listener on one location is sent the same event: it is built once per location
-    // and write, not once per listener.
-    std::map<Path, Event> events;
-    const auto eventFor = [&](const Path &at, const auto &build) -> const Event & {
-        auto known = events.find(at);
-        if (known == events.end())
-            known = events.emplace(at, budget_->event(build())).first;
-        return known->second;
-    };
-
-    if (change.patch) {
-        std::string children = "{";
-        for (const auto &[path, value] : change.writes) {
-            if (children.size() > 1)
-                children += ',';
-            children += Json(path.back()).dump();
-            children += ':';
-            appendJson(children, value, Form::read);
-        }
-        children += '}';
-        for (const auto &listener : atOrAbove(change.patchAt, 0)) {
-            if (!concerned(*listener))
-                continue;
-            if (listener->query()) {
-                queries.push_back(listener);
-                continue;
-            }
-            serve(*listener, [&] {
-                listener->deliver(eventFor(listener->path(), [&] {
-                    return sseEvent("patch",
-                                    R"({"path":)" +
-                                        Json(relative(change.patchAt, listener->path())).dump() +
-                                        R"(,"data":)" + children + "}");
-                }));
-            });
-        }
-    }
-    for (const auto &write : change.writes) {
-        // Named references rather than a structured binding: the lambdas below capture them,
-        // which clang before 16 does not allow for bindings.
-        const Path &path = write.first;
-        const NodePtr &value = write.second;
-        events.clear();
-        for (const auto &listener : atOrAbove(path, 0)) {
-            if (!concerned(*listener) || listener->path().size() == path.size())
-                continue;
-            if (listener->query())
-                queries.push_back(listener);
-            else if (!change.patch)
-                serve(*listener, [&] {
-                    listener->deliver(eventFor(listener->path(), [&] {
-                        return sseEvent("put", putData(relative(path, listener->path()), value));
-                    }));
-                });
-        }
-        for (const auto &listener : atOrBelow(path)) {
-            if (!concerned(*listener))
-                continue;
-            if (listener->query())
-                queries.push_back(listener);
-            else
-                serve(*listener, [&] {
-                    listener->deliver(eventFor(listener->path(), [&] {
-                        return sseEvent("put",
-                                        putData("/", valueBelow(value, path, listener->path())));
-                    }));
-                });
-        }
-    }
-
-    std::sort(queries.begin(), queries.end());
-    queries.erase(std::unique(queries.begin(), queries.end()), queries.end());
-    // Streams with the same query on the same location share its result and its event.
-    struct Result
-    {
-        NodePtr value;
-        Event event;
-    };
-    std::map<std::pair<Path, std::string>, Result> results;
-    for (const auto &listener : queries) {
-        serve(*listener, [&] {
-            auto [known, fresh] =
-                results.try_emplace({listener->path(), listener->query()->canonical()});
-            Result &result = known->second;
-            if (fresh)
-                result.value =
-                    applyQuery(realtime::find(change.root, listener->path()), *listener->query());
-            listener->offerResult(result.value, [&] {
-                if (!result.event)
-                    result.event = budget_->event(sseEvent("put", putData("/", result.value)));
-                return result.event;
-            });
-        });
-    }
+    Fanout fanout(*this, change);
+    if (change.update)
+        fanout.publishUpdate();
+    else
+        fanout.publishSet();
+    fanout.publishQueries(*budget_);
     shed();
 }
 

@@ -21,10 +21,10 @@ struct Change
     std::uint64_t seq = 0;
     // Every location set, with its new stored value (null: removed), in order.
     std::vector<std::pair<Path, NodePtr>> writes;
-    // Set for a multi-location update whose keys are all direct children of `patchAt`: those
-    // listening at or above it get one `patch` event instead of a `put` per child.
-    bool patch = false;
-    Path patchAt;
+    // A multi-location update at `at`: every listener it concerns hears of it in one event, a
+    // `patch` whose keys are paths, so that nobody ever sees half of it applied.
+    bool update = false;
+    Path at;
     // The whole tree right after this write; query streams read their result from it.
     NodePtr root;
 };
@@ -172,6 +172,7 @@ private:
 
     Found atOrAbove(const Path &path, std::size_t minKeys) const;
     Found atOrBelow(const Path &path) const;
+    class Fanout;
 
     const std::shared_ptr<QueuedBytes> budget_;
     mutable std::mutex mutex_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <set>
 
 namespace tailwise::realtime {
 namespace {
@@ -81,12 +82,66 @@ Refusal badQuery(const std::string &why)
     return Refusal(status::bad_request, why);
 }
 
-Json boundValue(const std::string &name, const std::string &text)
+Json scalarValue(const std::string &name, std::string_view text)
 {
     const auto value = net::parseJson(text, 1);
     if (!value || value->is_structured())
         throw badQuery(name + " must be a JSON encoded string, number, boolean or null");
     return *value;
+}
+
+// Where the JSON value at the front of `text` ends: after a string's closing quote, else at
+// the first comma (no other scalar contains one).
+std::size_t scalarEnd(std::string_view text)
+{
+    if (text.empty() || text.front() != '"')
+        return std::min(text.find(','), text.size());
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        if (text[i] == '\\')
+            ++i;
+        else if (text[i] == '"')
+            return i + 1;
+    }
+    return text.size();
+}
+
+// `value` or `value,"key"`; the SDKs mark the ends of the key order with two names no key can
+// have, since keys may not contain brackets.
+Bound boundParameter(const std::string &name, std::string_view text, const Query &query,
+                     bool inclusive, Bound::Edge withoutKey)
+{
+    Bound bound;
+    bound.inclusive = inclusive;
+    bound.edge = withoutKey;
+    if (query.order == Query::Order::key) {
+        const auto value = net::parseJson(text, 1);
+        if (value && value->is_string())
+            bound.value = *value;
+        else if (query.shallow && validUtf8(text))
+            bound.value = std::string(text); // listing clients send keys as they are
+        else
+            throw badQuery("orderBy \"$key\" needs a JSON encoded string for " + name +
+                           ", without a second key");
+        return bound;
+    }
+    const std::size_t split = scalarEnd(text);
+    bound.value = scalarValue(name, text.substr(0, split));
+    if (split == text.size())
+        return bound;
+    const auto key = text[split] == ',' ? net::parseJson(text.substr(split + 1), 1) : std::nullopt;
+    if (!key || !key->is_string())
+        throw badQuery(name + " must be a JSON value, optionally followed by a comma and a JSON "
+                              "encoded key");
+    const std::string &named = key->get_ref<const std::string &>();
+    if (named == "[MIN_NAME]") {
+        bound.edge = Bound::Edge::beforeEveryKey;
+    } else if (named == "[MAX_NAME]") {
+        bound.edge = Bound::Edge::afterEveryKey;
+    } else {
+        bound.edge = Bound::Edge::key;
+        bound.key = named;
+    }
+    return bound;
 }
 
 std::size_t limitValue(const std::string &name, const std::string &text)
@@ -96,6 +151,96 @@ std::size_t limitValue(const std::string &name, const std::string &text)
     if (error != std::errc() || end != text.data() + text.size() || value == 0)
         throw badQuery(name + " must be a positive integer");
     return value;
+}
+
+// "500ms", "10s", "3min"; at most 15 minutes, as the hosted service allows.
+std::chrono::milliseconds timeoutValue(const std::string &text)
+{
+    using namespace std::chrono;
+    std::uint32_t count = 0;
+    const char *end = text.data() + text.size();
+    const auto [unit, error] = std::from_chars(text.data(), end, count);
+    const std::string_view suffix(unit, static_cast<std::size_t>(end - unit));
+    milliseconds timeout{};
+    if (error == std::errc() && unit - text.data() <= 9) {
+        if (suffix == "ms")
+            timeout = milliseconds(count);
+        else if (suffix == "s")
+            timeout = seconds(count);
+        else if (suffix == "min")
+            timeout = minutes(count);
+    }
+    if (timeout <= milliseconds::zero() || timeout > minutes(15))
+        throw badQuery("timeout must be a positive number of ms, s or min, at most 15min");
+    return timeout;
+}
+
+// Bytes a write may write and replace together; the hosted service names its limits by the
+// time it expects such a write to take, and this server allows 1 MiB per second of that.
+std::optional<std::size_t> writeSizeLimitValue(const std::string &text)
+{
+    constexpr std::size_t mebibyte = 1024 * 1024;
+    if (text == "tiny")
+        return mebibyte;
+    if (text == "small")
+        return 10 * mebibyte;
+    if (text == "medium")
+        return 30 * mebibyte;
+    if (text == "large")
+        return 60 * mebibyte;
+    if (text == "unlimited")
+        return std::nullopt;
+    throw badQuery("writeSizeLimit must be tiny, small, medium, large or unlimited");
+}
+
+// Parameters this server understands; anything else is refused.
+bool known(const std::string &name)
+{
+    static const std::set<std::string> names = {
+        "print",   "format",     "shallow",      "orderBy",        "limitToFirst",
+        "startAt", "startAfter", "endAt",        "endBefore",      "equalTo",
+        "timeout", "auth",       "access_token", "writeSizeLimit", "disableTriggers",
+        "ns",      "ac",         "limitToLast",
+    };
+    return names.count(name) != 0;
+}
+
+// Where a child lies against a bound: negative before it, positive after it.
+int compareToBound(const Json *value, std::string_view key, const Bound &bound)
+{
+    if (const int order = compareValues(value, &bound.value))
+        return order;
+    switch (bound.edge) {
+    case Bound::Edge::beforeEveryKey:
+        return 1;
+    case Bound::Edge::afterEveryKey:
+        return -1;
+    case Bound::Edge::key:
+        break;
+    }
+    return compareKeys(key, bound.key);
+}
+
+bool withinRange(const Json *value, std::string_view key, const Query &query)
+{
+    if (query.start) {
+        const int order = compareToBound(value, key, *query.start);
+        if (order < 0 || (order == 0 && !query.start->inclusive))
+            return false;
+    }
+    if (query.end) {
+        const int order = compareToBound(value, key, *query.end);
+        if (order > 0 || (order == 0 && !query.end->inclusive))
+            return false;
+    }
+    return true;
+}
+
+Json boundJson(const std::optional<Bound> &bound)
+{
+    if (!bound)
+        return nullptr;
+    return {bound->value, static_cast<int>(bound->edge), bound->key, bound->inclusive};
 }
 
 // What a child is ordered by: its own value or one below it; objects rank after every
@@ -156,27 +301,43 @@ std::map<std::string, std::string> queryParameters(std::string_view target)
     return parameters;
 }
 
-Query parseQuery(const std::map<std::string, std::string> &parameters)
+RequestOptions parseRequestOptions(const std::map<std::string, std::string> &parameters)
 {
-    Query query;
+    for (const auto &[name, value] : parameters) {
+        if (name == "callback" || name == "download")
+            throw badQuery(name + " is not supported by this server");
+        if (!known(name))
+            throw badQuery("unknown query parameter '" + net::printable(name) + "'");
+    }
+    RequestOptions options;
+    Query &query = options.query;
     const auto has = [&](const char *name) { return parameters.count(name) != 0; };
+    const auto valueOf = [&](const char *name) -> const std::string & {
+        return parameters.at(name);
+    };
     if (has("print")) {
-        const std::string &print = parameters.at("print");
-        if (print == "pretty")
-            query.print = Print::pretty;
-        else if (print == "silent")
-            query.print = Print::silent;
+        if (valueOf("print") == "pretty")
+            options.print = Print::pretty;
+        else if (valueOf("print") == "silent")
+            options.print = Print::silent;
         else
             throw badQuery("print must be 'pretty' or 'silent'");
     }
-    if (has("shallow")) {
-        const std::string &shallow = parameters.at("shallow");
-        if (shallow != "true" && shallow != "false")
-            throw badQuery("shallow must be true or false");
-        query.shallow = shallow == "true";
+    // Exports carry priorities, which this server does not store: an export is the value.
+    if (has("format") && valueOf("format") != "export")
+        throw badQuery("format must be 'export'");
+    for (const char *flag : {"shallow", "disableTriggers"}) {
+        if (has(flag) && valueOf(flag) != "true" && valueOf(flag) != "false")
+            throw badQuery(std::string(flag) + " must be true or false");
     }
+    query.shallow = has("shallow") && valueOf("shallow") == "true";
+    if (has("timeout"))
+        options.timeout = timeoutValue(valueOf("timeout"));
+    if (has("writeSizeLimit"))
+        options.writeSizeLimit = writeSizeLimitValue(valueOf("writeSizeLimit"));
+
     if (has("orderBy")) {
-        const Json order = Json::parse(parameters.at("orderBy"), nullptr, false);
+        const Json order = Json::parse(valueOf("orderBy"), nullptr, false);
         if (!order.is_string() || order.get_ref<const std::string &>().empty())
             throw badQuery("orderBy must be a valid JSON encoded path");
         const std::string &name = order.get_ref<const std::string &>();
@@ -195,70 +356,78 @@ Query parseQuery(const std::map<std::string, std::string> &parameters)
                 throw badQuery("orderBy must be a valid JSON encoded path");
         }
     }
-    if (has("startAt"))
-        query.startAt = boundValue("startAt", parameters.at("startAt"));
-    if (has("endAt"))
-        query.endAt = boundValue("endAt", parameters.at("endAt"));
-    if (has("equalTo"))
-        query.equalTo = boundValue("equalTo", parameters.at("equalTo"));
-    if (has("limitToFirst"))
-        query.limitToFirst = limitValue("limitToFirst", parameters.at("limitToFirst"));
-    if (has("limitToLast"))
-        query.limitToLast = limitValue("limitToLast", parameters.at("limitToLast"));
-
-    if (query.filters() && query.order == Query::Order::none)
+    const bool ranged = has("startAt") || has("startAfter") || has("endAt") || has("endBefore") ||
+                        has("equalTo") || has("limitToFirst") || has("limitToLast");
+    if (query.shallow && query.order != Query::Order::none && query.order != Query::Order::key)
+        throw badQuery("shallow lists keys in key order: orderBy may only be \"$key\" with it");
+    if (query.shallow && ranged)
+        query.order = Query::Order::key;
+    if (ranged && query.order == Query::Order::none)
         throw badQuery("orderBy must be defined when other query parameters are defined");
-    if (query.shallow && query.filters())
-        throw badQuery("Mixing 'shallow' and querying parameters is not supported");
+
+    using Edge = Bound::Edge;
+    if (has("startAt") && has("startAfter"))
+        throw badQuery("startAt and startAfter cannot both be given");
+    if (has("endAt") && has("endBefore"))
+        throw badQuery("endAt and endBefore cannot both be given");
+    if (has("startAt"))
+        query.start =
+            boundParameter("startAt", valueOf("startAt"), query, true, Edge::beforeEveryKey);
+    if (has("startAfter"))
+        query.start =
+            boundParameter("startAfter", valueOf("startAfter"), query, false, Edge::afterEveryKey);
+    if (has("endAt"))
+        query.end = boundParameter("endAt", valueOf("endAt"), query, true, Edge::afterEveryKey);
+    if (has("endBefore"))
+        query.end =
+            boundParameter("endBefore", valueOf("endBefore"), query, false, Edge::beforeEveryKey);
+    if (has("equalTo")) {
+        if (query.start || query.end)
+            throw badQuery("equalTo cannot be combined with startAt, startAfter, endAt or "
+                           "endBefore");
+        query.start =
+            boundParameter("equalTo", valueOf("equalTo"), query, true, Edge::beforeEveryKey);
+        query.end = boundParameter("equalTo", valueOf("equalTo"), query, true, Edge::afterEveryKey);
+    }
+    if (has("limitToFirst"))
+        query.limitToFirst = limitValue("limitToFirst", valueOf("limitToFirst"));
+    if (has("limitToLast"))
+        query.limitToLast = limitValue("limitToLast", valueOf("limitToLast"));
     if (query.limitToFirst && query.limitToLast)
         throw badQuery("Only one of limitToFirst and limitToLast may be given");
-    if (query.equalTo && (query.startAt || query.endAt))
-        throw badQuery("equalTo cannot be combined with startAt or endAt");
-    if (query.order == Query::Order::key) {
-        for (const auto *bound : {&query.startAt, &query.endAt, &query.equalTo})
-            if (*bound && !(*bound)->is_string())
-                throw badQuery("orderBy \"$key\" needs string values for startAt, endAt and "
-                               "equalTo");
-    }
-    return query;
+    return options;
 }
 
 std::string Query::canonical() const
 {
-    Json text = {static_cast<int>(order), orderChild, shallow};
-    for (const auto *bound : {&startAt, &endAt, &equalTo})
-        text.push_back(*bound ? **bound : Json("-"));
-    text.push_back(limitToFirst ? Json(*limitToFirst) : Json());
-    text.push_back(limitToLast ? Json(*limitToLast) : Json());
+    const Json text = {static_cast<int>(order),
+                       orderChild,
+                       shallow,
+                       boundJson(start),
+                       boundJson(end),
+                       limitToFirst ? Json(*limitToFirst) : Json(),
+                       limitToLast ? Json(*limitToLast) : Json()};
     return text.dump();
 }
 
-NodePtr applyQuery(const NodePtr &stored, const Query &query)
-{
-    if (query.shallow) {
-        if (!stored || !stored->isObject())
-            return stored;
-        std::vector<Children::Entry> marks;
-        marks.reserve(stored->children().size());
-        for (const auto &entry : stored->children())
-            marks.push_back({entry.key, trueLeaf()});
-        return Node::object(Children::fromSorted(std::move(marks)));
-    }
-    if (query.order == Query::Order::none)
-        return stored;
-    if (!stored || !stored->isObject())
-        return nullptr;
-    const Children &children = stored->children();
-    const std::optional<Json> &lower = query.equalTo ? query.equalTo : query.startAt;
-    const std::optional<Json> &upper = query.equalTo ? query.equalTo : query.endAt;
+namespace {
 
-    // Positions [first, last) in key order make the result.
+// The children within the query's range and limit, in key order.
+NodePtr select(const Children &children, const Query &query)
+{
     std::vector<Children::Entry> chosen;
     if (query.order == Query::Order::key) {
         // The children are kept in key order: the bounds and limits are positions.
-        std::size_t first = lower ? children.lowerBound(lower->get_ref<const std::string &>()) : 0;
-        std::size_t last =
-            upper ? children.upperBound(upper->get_ref<const std::string &>()) : children.size();
+        const auto keyOf = [](const Bound &bound) -> const std::string & {
+            return bound.value.get_ref<const std::string &>();
+        };
+        std::size_t first = 0, last = children.size();
+        if (query.start)
+            first = query.start->inclusive ? children.lowerBound(keyOf(*query.start))
+                                           : children.upperBound(keyOf(*query.start));
+        if (query.end)
+            last = query.end->inclusive ? children.upperBound(keyOf(*query.end))
+                                        : children.lowerBound(keyOf(*query.end));
         last = std::max(first, last);
         if (query.limitToFirst)
             last = std::min(last, first + *query.limitToFirst);
@@ -282,12 +451,9 @@ NodePtr applyQuery(const NodePtr &stored, const Query &query)
     std::size_t position = 0;
     for (const auto &entry : children) {
         const Json *orderedBy = orderValue(entry.value, query);
-        if ((lower && compareValues(orderedBy, &*lower) < 0) ||
-            (upper && compareValues(orderedBy, &*upper) > 0)) {
-            ++position;
-            continue;
-        }
-        items.push_back({position++, &entry, orderedBy});
+        if (withinRange(orderedBy, entry.key, query))
+            items.push_back({position, &entry, orderedBy});
+        ++position;
     }
     const auto before = [](const Item &a, const Item &b) {
         if (const int order = compareValues(a.orderedBy, b.orderedBy))
@@ -307,6 +473,28 @@ NodePtr applyQuery(const NodePtr &stored, const Query &query)
     for (auto it = first; it != last; ++it)
         chosen.push_back(*it->entry);
     return Node::object(Children::fromSorted(std::move(chosen)));
+}
+
+NodePtr markedTrue(const NodePtr &object)
+{
+    if (!object)
+        return nullptr;
+    std::vector<Children::Entry> marks;
+    marks.reserve(object->children().size());
+    for (const auto &entry : object->children())
+        marks.push_back({entry.key, trueLeaf()});
+    return Node::object(Children::fromSorted(std::move(marks)));
+}
+
+} // namespace
+
+NodePtr applyQuery(const NodePtr &stored, const Query &query)
+{
+    if (!stored || !stored->isObject())
+        return query.shallow || query.order == Query::Order::none ? stored : nullptr;
+    const NodePtr chosen =
+        query.order == Query::Order::none ? stored : select(stored->children(), query);
+    return query.shallow ? markedTrue(chosen) : chosen;
 }
 
 } // namespace tailwise::realtime

@@ -8,6 +8,7 @@
 #include "http/Router.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace tailwise::realtime {
 namespace {
@@ -142,10 +143,12 @@ net::Reply RealtimeService::handle(const net::Request &request)
 
 net::Reply RealtimeService::answer(const net::Request &request)
 {
+    const auto started = std::chrono::steady_clock::now();
     if (net::targetPath(request.target()) == disconnectPath)
         return registerOnDisconnect(request);
     const Path path = parseUrlPath(net::targetPath(request.target()));
-    const Query query = parseQuery(queryParameters(request.target()));
+    const RequestOptions options = parseRequestOptions(queryParameters(request.target()));
+    const Query &query = options.query;
     const verb method = effectiveMethod(request);
 
     switch (method) {
@@ -167,25 +170,36 @@ net::Reply RealtimeService::answer(const net::Request &request)
         const NodePtr result = applyQuery(value, query);
         // A query over an object that nothing matches reads as an empty object.
         const bool emptyMatch = !result && query.filters() && value && value->isObject();
-        net::Response response =
-            jsonAnswer(request, emptyMatch ? "{}" : jsonText(result), query.print);
+        std::string body = emptyMatch ? "{}" : jsonText(result);
+        if (options.timeout && std::chrono::steady_clock::now() - started > *options.timeout)
+            throw Refusal(status::bad_request, "the read took longer than its timeout");
+        net::Response response = jsonAnswer(request, std::move(body), options.print);
         if (wantsEtag(request))
             response.set(http::field::etag, etagOf(value));
         return response;
     }
     case verb::put: {
-        const NodePtr written = database_.set(path, parseBody(request), ifMatch(request));
-        net::Response response = jsonAnswer(request, jsonText(written), query.print);
+        const NodePtr written =
+            database_.set(path, parseBody(request), ifMatch(request), options.writeSizeLimit);
+        net::Response response = jsonAnswer(request, jsonText(written), options.print);
         if (wantsEtag(request))
             response.set(http::field::etag, etagOf(written));
         return response;
     }
     case verb::post:
-        return jsonAnswer(request, Json{{"name", database_.push(path, parseBody(request))}}.dump(),
-                          query.print);
+        return jsonAnswer(
+            request,
+            Json{{"name", database_.push(path, parseBody(request), options.writeSizeLimit)}}.dump(),
+            options.print);
     case verb::patch: {
+        const Json body = parseBody(request);
+        // A null update removes the location (the command-line tools delete this way).
+        if (body.is_null()) {
+            database_.set(path, nullptr, std::nullopt, options.writeSizeLimit);
+            return jsonAnswer(request, "null", options.print);
+        }
         std::string written = "{";
-        for (const auto &[key, value] : database_.update(path, parseBody(request))) {
+        for (const auto &[key, value] : database_.update(path, body, options.writeSizeLimit)) {
             if (written.size() > 1)
                 written += ',';
             written += Json(key).dump();
@@ -193,11 +207,11 @@ net::Reply RealtimeService::answer(const net::Request &request)
             appendJson(written, value, Form::read);
         }
         written += '}';
-        return jsonAnswer(request, std::move(written), query.print);
+        return jsonAnswer(request, std::move(written), options.print);
     }
     case verb::delete_: {
-        database_.set(path, nullptr, ifMatch(request));
-        return jsonAnswer(request, "null", query.print);
+        database_.set(path, nullptr, ifMatch(request), options.writeSizeLimit);
+        return jsonAnswer(request, "null", options.print);
     }
     default:
         return error(request, status::method_not_allowed,
@@ -210,12 +224,12 @@ net::Response RealtimeService::registerOnDisconnect(const net::Request &request)
     if (request.method() != verb::post)
         return error(request, status::method_not_allowed,
                      std::string(disconnectPath) + " takes POST only");
-    const auto parameters = queryParameters(request.target());
-    const auto connection = parameters.find("conn");
-    if (connection == parameters.end() || connection->second.empty())
+    auto parameters = queryParameters(request.target());
+    const auto connection = parameters.extract("conn");
+    if (connection.empty() || connection.mapped().empty())
         throw Refusal(status::bad_request, "conn must name the stream's connection id");
-    const Print print = parseQuery(parameters).print;
-    database_.onDisconnect(connection->second, disconnectOperation(parseBody(request)));
+    const Print print = parseRequestOptions(parameters).print;
+    database_.onDisconnect(connection.mapped(), disconnectOperation(parseBody(request)));
     return jsonAnswer(request, "null", print);
 }
 

@@ -154,6 +154,47 @@ TEST_F(DatabaseClient, RaisesOneChangesEventsInOrderRemovedAddedChangedValue)
     EXPECT_EQ(events.events, QStringList({"removed 2", "added 5", "changed 4", "value 7"}));
 }
 
+TEST_F(DatabaseClient, SeesAnotherClientsMultiLocationUpdateAsOneChange)
+{
+    Database client;
+    Database other(QStringLiteral("other"));
+    const DatabaseReference recent = client.reference("RecentChatUserList");
+    recent.setValue(QVariantMap{{"1", QVariantMap{{"3", QVariantMap{{"timeStamp", 0}}}}}});
+    Recorder whole, rows;
+    recent.observe(DataEventType::value, whole.on(DataEventType::value));
+    const DatabaseReference mine = recent.child("1");
+    mine.observe(DataEventType::childAdded, rows.on(DataEventType::childAdded));
+    mine.observe(DataEventType::childChanged, rows.on(DataEventType::childChanged));
+    mine.observe(DataEventType::value, rows.on(DataEventType::value));
+    ASSERT_TRUE(waitUntil([&] { return whole.count("value") == 1 && rows.count("value") == 1; }));
+    settle(client);
+    whole.events.clear();
+    whole.snapshots.clear();
+    rows.events.clear();
+
+    // Both rows of a conversation and another row, written from the root in one update, as
+    // a chat message does; every state an observer sees has all three at the same time.
+    for (int stamp = 1; stamp <= 10; ++stamp)
+        other.reference().updateChildValues(
+            {{"RecentChatUserList/1/2", QVariantMap{{"timeStamp", stamp}}},
+             {"RecentChatUserList/2/1/timeStamp", stamp},
+             {"RecentChatUserList/1/3/timeStamp", stamp}});
+    settle(other);
+    ASSERT_TRUE(waitUntil([&] {
+        return !whole.snapshots.isEmpty() &&
+               whole.snapshots.last().childSnapshot("1/2/timeStamp").value().toInt() == 10;
+    }));
+    for (const DataSnapshot &seen : whole.snapshots) {
+        const QVariant stamp = seen.childSnapshot("1/2/timeStamp").value();
+        EXPECT_EQ(seen.childSnapshot("2/1/timeStamp").value(), stamp);
+        EXPECT_EQ(seen.childSnapshot("1/3/timeStamp").value(), stamp);
+    }
+    EXPECT_LE(whole.count("value"), 10);
+    // Below the update's location the client applies the keys that are paths below its own.
+    EXPECT_EQ(rows.events.mid(0, 3), QStringList({"added 2", "changed 3", "value 1"}));
+    EXPECT_EQ(rows.count("added"), 1);
+}
+
 TEST_F(DatabaseClient, OwnWritesRaiseTheirEventsOnceBeforeTheServerAnswers)
 {
     Database client;

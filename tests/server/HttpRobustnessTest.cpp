@@ -243,8 +243,8 @@ TEST(Connections, SlowOrSilentClientsAreDisconnected)
     const char *starts[] = {
         "",
         "POST /app/backend/app/users/log",
-        "POST /app/backend/app/users/login HTTP/1.1\r\nHost: localhost\r\nContent-Length: "
-        "40\r\n\r\n{\"em",
+        ("POST /app/backend/app/users/login HTTP/1.1\r\nHost: localhost\r\nContent-Length: "
+         "40\r\n\r\n{\"em"),
     };
     std::vector<std::unique_ptr<HttpClient>> clients;
     for (const char *start : starts) {

@@ -97,6 +97,11 @@ Json run(const Json &data, const Query &query)
     return toJson(applyQuery(prepareValue(data, 0, 0).value, query), Form::stored);
 }
 
+Query parsed(const std::string &parameters)
+{
+    return parseRequestOptions(queryParameters("/x.json?" + parameters)).query;
+}
+
 struct QueryCase
 {
     const char *query;
@@ -133,6 +138,22 @@ TEST(RealtimeQuery, OrderFilterAndLimit)
         {"orderBy=\"$value\"&limitToLast=1", &scores, {"e"}},
         {"orderBy=\"$value\"&startAt=\"y\"", &scores, {"e"}}, // objects after every string
         {"orderBy=\"n\"&equalTo=1", &scores, {"e"}},
+        // Exclusive ends, and the key that breaks ties among equal values (in key order, so
+        // "9" before "10"); the SDKs' names for the ends of the key order.
+        {"orderBy=\"height\"&startAfter=1",
+         &dinosaurs,
+         {"lambeosaurus", "stegosaurus", "bruhathkayosaurus"}},
+        {"orderBy=\"height\"&endBefore=1", &dinosaurs, {"pterodactyl", "linhenykus"}},
+        {"orderBy=\"height\"&startAt=1,\"10\"&endAt=2.1", &dinosaurs, {"10", "lambeosaurus"}},
+        {"orderBy=\"$value\"&startAfter=3,\"a\"&endBefore=\"x\"", &scores, {"d"}},
+        {"orderBy=\"$value\"&endAt=3,\"a\"", &scores, {"c", "f", "g", "a"}},
+        {"orderBy=\"$value\"&endBefore=3,\"d\"&startAfter=true", &scores, {"g", "a"}},
+        {"orderBy=\"$value\"&equalTo=3,\"d\"", &scores, {"d"}},
+        {"orderBy=\"$value\"&startAfter=3,\"[MAX_NAME]\"", &scores, {"b", "e"}},
+        {"orderBy=\"$value\"&endAt=3,\"[MIN_NAME]\"", &scores, {"c", "f", "g"}},
+        {"orderBy=\"$value\"&startAt=\"a,b\"", &scores, {"b", "e"}}, // a comma in the value
+        {"orderBy=\"$key\"&startAfter=\"b\"&endBefore=\"e\"", &scores, {"c", "d"}},
+        {"orderBy=\"$key\"&startAfter=\"9\"&limitToFirst=1", &dinosaurs, {"10"}},
         {"orderBy=\"height/x\"",
          &dinosaurs,
          {"9", "10", "bruhathkayosaurus", "lambeosaurus", "linhenykus", "pterodactyl",
@@ -140,7 +161,7 @@ TEST(RealtimeQuery, OrderFilterAndLimit)
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.query);
-        const Query query = parseQuery(queryParameters(std::string("/x.json?") + c.query));
+        const Query query = parsed(c.query);
         const Json result = run(*c.data, query);
         ASSERT_TRUE(result.is_object()) << result;
         EXPECT_EQ(keysOf(result), std::set<std::string>(c.keys.begin(), c.keys.end()));
@@ -160,17 +181,52 @@ TEST(RealtimeQuery, OrderFilterAndLimit)
     }
 }
 
-TEST(RealtimeQuery, ShallowAndLeaves)
+TEST(RealtimeQuery, ShallowListsAndPagesThroughKeys)
 {
-    Query shallow;
-    shallow.shallow = true;
-    EXPECT_EQ(run(scores, shallow),
-              Json::parse(R"({"a":true,"b":true,"c":true,"d":true,"e":true,"f":true,"g":true})"));
-    EXPECT_EQ(run(Json(5), shallow), 5);
-    EXPECT_EQ(run(Json(), shallow), nullptr);
-    Query ordered;
-    ordered.order = Query::Order::key;
-    EXPECT_EQ(run(Json(5), ordered), nullptr);
+    const auto keys = [](const std::string &parameters, const Json &data) {
+        const Json result = run(data, parsed(parameters));
+        std::vector<std::string> listed;
+        for (const auto &[key, value] : result.items()) {
+            EXPECT_EQ(value, true) << key;
+            listed.push_back(key);
+        }
+        return listed;
+    };
+    using Keys = std::vector<std::string>;
+    EXPECT_EQ(keys("shallow=true", scores), (Keys{"a", "b", "c", "d", "e", "f", "g"}));
+    // nlohmann lists object keys as strings sort; the pages are in key order ("9" first).
+    EXPECT_EQ(keys("shallow=true&limitToFirst=2", dinosaurs), (Keys{"10", "9"}));
+    EXPECT_EQ(keys("shallow=true&startAfter=\"10\"&limitToFirst=2", dinosaurs),
+              (Keys{"bruhathkayosaurus", "lambeosaurus"}));
+    EXPECT_EQ(keys("shallow=true&limitToLast=1", dinosaurs), (Keys{"stegosaurus"}));
+    EXPECT_EQ(keys("shallow=true&orderBy=\"$key\"&startAt=\"l\"&endAt=\"m\"", dinosaurs),
+              (Keys{"lambeosaurus", "linhenykus"}));
+    // Listing clients send the last key of a page as it is, not as JSON.
+    EXPECT_EQ(keys("shallow=true&startAfter=linhenykus", dinosaurs),
+              (Keys{"pterodactyl", "stegosaurus"}));
+    EXPECT_EQ(keys("shallow=true&startAfter=9&limitToFirst=1", dinosaurs), (Keys{"10"}));
+    EXPECT_EQ(run(scores, parsed("shallow=true&startAfter=\"g\"")), nullptr);
+
+    EXPECT_EQ(run(Json(5), parsed("shallow=true")), 5);
+    EXPECT_EQ(run(Json(5), parsed("shallow=true&limitToFirst=1")), 5);
+    EXPECT_EQ(run(Json(), parsed("shallow=true")), nullptr);
+    EXPECT_EQ(run(Json(5), parsed("orderBy=\"$key\"")), nullptr);
+}
+
+TEST(RealtimeQuery, RequestOptions)
+{
+    const auto options = [](const std::string &parameters) {
+        return parseRequestOptions(queryParameters("/x.json?" + parameters));
+    };
+    EXPECT_EQ(options("print=silent").print, Print::silent);
+    EXPECT_EQ(options("print=pretty&auth=t&access_token=t&ns=db&ac=x&format=export").print,
+              Print::pretty);
+    EXPECT_EQ(options("timeout=250ms").timeout, std::chrono::milliseconds(250));
+    EXPECT_EQ(options("timeout=15min").timeout, std::chrono::minutes(15));
+    EXPECT_EQ(options("writeSizeLimit=tiny").writeSizeLimit, 1024u * 1024u);
+    EXPECT_EQ(options("writeSizeLimit=large").writeSizeLimit, 60u * 1024u * 1024u);
+    EXPECT_EQ(options("writeSizeLimit=unlimited&disableTriggers=true").writeSizeLimit,
+              std::nullopt);
 }
 
 TEST(RealtimeQuery, BadParametersAreRefused)
@@ -178,34 +234,52 @@ TEST(RealtimeQuery, BadParametersAreRefused)
     const std::vector<const char *> refused = {
         "limitToFirst=2",                             // no orderBy
         "startAt=1",                                  //
+        "endBefore=1",                                //
         "orderBy=height",                             // not JSON
         "orderBy=\"\"",                               //
         "orderBy=\"a.b\"",                            // not a path
         "orderBy=\"$key\"&startAt=1",                 // $key bounds are strings
+        "orderBy=\"$key\"&startAt=\"a\",\"b\"",       // and take no key
         "orderBy=\"a\"&limitToFirst=0",               //
         "orderBy=\"a\"&limitToFirst=-1",              //
         "orderBy=\"a\"&limitToFirst=2x",              //
         "orderBy=\"a\"&limitToFirst=1&limitToLast=1", //
         "orderBy=\"a\"&equalTo=1&startAt=0",          //
+        "orderBy=\"a\"&equalTo=1&endBefore=2",        //
+        "orderBy=\"a\"&startAt=0&startAfter=0",       //
+        "orderBy=\"a\"&endAt=0&endBefore=0",          //
         "orderBy=\"a\"&startAt={\"x\":1}",            // not a primitive
         "orderBy=\"a\"&startAt=nope",                 //
-        "orderBy=\"$key\"&shallow=true",              //
+        "orderBy=\"a\"&startAt=1,2",                  // the key is a JSON string
+        "orderBy=\"a\"&startAt=1,",                   //
+        "orderBy=\"a\"&startAt=\"x\"\"k\"",           //
+        "orderBy=\"a\"&startAt=\"unterminated",       //
+        "orderBy=\"$value\"&shallow=true",            // shallow lists in key order
         "shallow=yes",                                //
         "print=loud",                                 //
+        "format=csv",                                 //
+        "timeout=0ms",                                //
+        "timeout=16min",                              //
+        "timeout=5h",                                 //
+        "timeout=99999999999ms",                      //
+        "writeSizeLimit=huge",                        //
+        "disableTriggers=maybe",                      //
+        "callback=f",                                 // JSONP
+        "download=x.json",                            //
+        "orderby=\"a\"",                              // unknown: names are case-sensitive
+        "limit=3",                                    //
         "orderBy=%22a%2",                             // broken escape
     };
     for (const char *query : refused) {
         SCOPED_TRACE(query);
         try {
-            parseQuery(queryParameters(std::string("/x.json?") + query));
+            parsed(query);
             ADD_FAILURE() << "accepted";
         } catch (const Refusal &refusal) {
             EXPECT_EQ(refusal.status(), tailwise::net::http::status::bad_request);
             EXPECT_FALSE(std::string(refusal.what()).empty());
         }
     }
-    EXPECT_NO_THROW(parseQuery(queryParameters("/x.json?auth=t&print=pretty&shallow=true")));
-    EXPECT_EQ(parseQuery(queryParameters("/x.json?print=silent")).print, Print::silent);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // The REST side of the realtime database: each method's answer, query parameters, errors.
 
+#include "RawStream.h"
 #include "RealtimeSupport.h"
 #include "realtime/RealtimeService.h"
 
@@ -172,6 +173,80 @@ TEST(RealtimeRestOverHttp, LimitsAndErrorsKeepTheErrorShape)
     EXPECT_EQ(written.json, Json::parse(R"({"k": [true]})"));
     EXPECT_EQ(stack.call(verb::get, "/a.json").json, Json::parse(R"({"b c": {"k": [true]}})"));
     EXPECT_EQ(stack.call(verb::get, "/a.json?print=silent").status, 204u);
+}
+
+// As the hosted service's command-line tool removes a location: a delete that must stay
+// small, and when it is too large, a listing of the keys page by page and deletes in chunks.
+TEST(RealtimeRestOverHttp, TheCommandLineToolsDeleteAndListing)
+{
+    RealtimeStack stack;
+    const char *cliQuery = "?print=silent&writeSizeLimit=tiny&disableTriggers=false";
+    stack.call(verb::put, "/small.json", R"({"a": 1})");
+    EXPECT_EQ(stack.call(verb::patch, std::string("/small.json") + cliQuery, "null").status, 204u);
+    EXPECT_EQ(stack.call(verb::get, "/small.json").json, nullptr);
+
+    // 300 children of 8 KB: more than a tiny write, in key order integers first.
+    Json big = Json::object();
+    std::vector<std::string> keys;
+    for (int i = 0; i < 300; ++i)
+        keys.push_back(i % 3 ? "u" + std::to_string(1000 + i) : std::to_string(i));
+    std::stable_partition(keys.begin(), keys.end(),
+                          [](const std::string &key) { return key[0] != 'u'; });
+    for (const auto &key : keys)
+        big[key] = std::string(8000, 'x');
+    ASSERT_EQ(stack.call(verb::put, "/big.json?print=silent", big.dump()).status, 204u);
+    const auto refused = stack.call(verb::patch, std::string("/big.json") + cliQuery, "null");
+    EXPECT_EQ(refused.status, 400u) << refused;
+    EXPECT_EQ(refused.json["error"], "Data to write exceeds the maximum size that can be "
+                                     "modified with a single request.");
+
+    std::vector<std::string> listed;
+    std::string page = "/big.json?shallow=true&limitToFirst=100";
+    for (int pages = 0; pages < 5; ++pages) {
+        const auto answer = stack.call(verb::get, page);
+        ASSERT_EQ(answer.status, 200u) << answer;
+        if (answer.json.empty())
+            break;
+        std::vector<std::string> chunk;
+        Json deletions = Json::object();
+        for (const auto &[key, value] : answer.json.items()) {
+            EXPECT_EQ(value, true);
+            chunk.push_back(key);
+            deletions[key] = nullptr;
+        }
+        std::ranges::sort(
+            chunk, [](const auto &a, const auto &b) { return realtime::compareKeys(a, b) < 0; });
+        listed.insert(listed.end(), chunk.begin(), chunk.end());
+        page = "/big.json?shallow=true&limitToFirst=100&startAfter=%22" + chunk.back() + "%22";
+        EXPECT_EQ(
+            stack.call(verb::patch, std::string("/big.json") + cliQuery, deletions.dump()).status,
+            204u);
+    }
+    EXPECT_EQ(listed, keys);
+    EXPECT_EQ(stack.call(verb::get, "/big.json").json, nullptr);
+}
+
+// Exclusive ends and tie-breaking keys on a stream, and parameters the server does not know.
+TEST(RealtimeRestOverHttp, RangesOnStreamsAndUnknownParameters)
+{
+    RealtimeStack stack;
+    stack.call(verb::put, "/scores.json", R"({"a": 3, "b": 5, "c": 3, "d": 1})");
+    auto stream = listen(
+        stack, "/scores.json?orderBy=%22$value%22&startAfter=3,%22a%22&endBefore=5", R"({"c": 3})");
+    stack.call(verb::put, "/scores/e.json", "4");
+    EXPECT_EQ(stream->next(), put("/", R"({"c": 3, "e": 4})"));
+    stack.call(verb::put, "/scores/b.json", "4");
+    EXPECT_EQ(stream->next(), put("/", R"({"b": 4, "c": 3, "e": 4})"));
+    stack.call(verb::put, "/scores/a.json", "9"); // outside before and after
+    stack.call(verb::put, "/scores/d.json", "5");
+    EXPECT_EQ(stream->next(200ms), std::nullopt);
+
+    const auto unknown = stack.call(verb::get, "/scores.json?orderBy=%22$key%22&limitToFrist=1");
+    EXPECT_EQ(unknown.status, 400u);
+    EXPECT_EQ(unknown.json["error"], "unknown query parameter 'limitToFrist'");
+    const auto sdkRead = stack.call(
+        verb::get, "/scores.json?orderBy=%22$value%22&endAt=4,%22b%22&format=export&ns=x&ac=t");
+    EXPECT_EQ(sdkRead.json, Json::parse(R"({"b": 4, "c": 3})")) << sdkRead;
 }
 
 } // namespace

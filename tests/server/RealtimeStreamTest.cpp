@@ -29,9 +29,9 @@ TEST(RealtimeStream, ListenersHearChangesBelowAndAboveThem)
     stack.call(verb::patch, "/chats/c1.json", R"({"m1": null, "m3": [1]})");
     EXPECT_EQ(chat->next(), patch("/", R"({"m1": null, "m3": [1]})"));
     EXPECT_EQ(message->next(), put("/", "null"));
-    // Deep keys of a multi-location update arrive as puts.
+    // Deep keys of a multi-location update arrive as paths, relative to the listener.
     stack.call(verb::patch, "/.json", R"({"chats/c1/m2/text": "edited", "elsewhere": 1})");
-    EXPECT_EQ(chat->next(), put("/m2/text", R"("edited")"));
+    EXPECT_EQ(chat->next(), patch("/", R"({"m2/text": "edited"})"));
     // Above it: the listener's whole value.
     stack.call(verb::put, "/chats.json", R"({"c1": {"m1": {"text": "back"}}})");
     EXPECT_EQ(chat->next(), put("/", R"({"m1": {"text": "back"}})"));
@@ -43,6 +43,37 @@ TEST(RealtimeStream, ListenersHearChangesBelowAndAboveThem)
     // Nothing concerned the empty location except the root's removal.
     EXPECT_EQ(empty->next(), put("/", "null"));
     EXPECT_EQ(empty->next(200ms), std::nullopt);
+}
+
+TEST(RealtimeStream, AMultiLocationUpdateIsOneEventForEveryListener)
+{
+    RealtimeStack stack;
+    stack.call(verb::put, "/chats.json",
+               R"({"c1": {"m1": {"text": "hi"}}, "c2": {"m1": {"text": "bye"}}})");
+    const char *whole = R"({"c1": {"m1": {"text": "hi"}}, "c2": {"m1": {"text": "bye"}}})";
+    auto root = listen(stack, "/.json", (std::string(R"({"chats": )") + whole + "}").c_str());
+    auto chats = listen(stack, "/chats.json", whole);
+    auto chat = listen(stack, "/chats/c1.json", R"({"m1": {"text": "hi"}})");
+    auto message = listen(stack, "/chats/c1/m1.json", R"({"text": "hi"})");
+    auto text = listen(stack, "/chats/c1/m1/text.json", R"("hi")");
+    auto gone = listen(stack, "/chats/c2/m1.json", R"({"text": "bye"})");
+    auto latest = listen(stack, "/chats/c1.json?orderBy=%22$key%22&limitToLast=1",
+                         R"({"m1": {"text": "hi"}})");
+    auto elsewhere = listen(stack, "/users.json", "null");
+
+    const char *update =
+        R"({"c1/m1/text": "edited", "c1/m9": {"text": "new"}, "c2": null, "c3/n": 5})";
+    ASSERT_EQ(stack.call(verb::patch, "/chats.json", update).status, 200u);
+    EXPECT_EQ(root->next(), patch("/chats", update));
+    EXPECT_EQ(chats->next(), patch("/", update));
+    EXPECT_EQ(chat->next(), patch("/", R"({"m1/text": "edited", "m9": {"text": "new"}})"));
+    EXPECT_EQ(message->next(), patch("/", R"({"text": "edited"})"));
+    EXPECT_EQ(text->next(), put("/", R"("edited")"));
+    EXPECT_EQ(gone->next(), put("/", "null"));
+    EXPECT_EQ(latest->next(), put("/", R"({"m9": {"text": "new"}})"));
+    // One event each, and nothing for those it did not concern.
+    for (auto *stream : {&root, &chats, &chat, &message, &text, &gone, &latest, &elsewhere})
+        EXPECT_EQ((*stream)->next(100ms), std::nullopt);
 }
 
 TEST(RealtimeStream, KeepAlivesInSilenceAndClosedStreamsAreForgotten)
