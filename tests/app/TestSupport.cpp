@@ -4,6 +4,7 @@
 #include "Module/Login/LoginDataManager.h"
 #include "Module/Register/ProfileRegister/RegisterProfileDataManager.h"
 #include "Module/Register/RegisterationDataManager.h"
+#include "Platform/ApplicationState.h"
 #include "Platform/Database.h"
 #include "Platform/UserDefaults.h"
 
@@ -309,4 +310,31 @@ void LiveBackend::signIn(const QString &name, SessionHooks &hooks)
         name.toLower() + "@example.com", "pw-" + name,
         [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
     EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
+}
+
+ActiveApplication::ActiveApplication()
+{
+    ApplicationState::shared().setReportedState(Qt::ApplicationActive);
+}
+
+ActiveApplication::~ActiveApplication()
+{
+    ApplicationState::shared().setReportedState(Qt::ApplicationInactive);
+}
+
+void RecordingDelegate::userNotificationCenter(NotificationCenter &,
+                                               const PushNotification &willPresent,
+                                               WillPresentCompletion completionHandler)
+{
+    presented.append(willPresent);
+    if (presentAs)
+        completionHandler(*presentAs);
+}
+
+void RecordingDelegate::userNotificationCenter(NotificationCenter &,
+                                               const NotificationResponse &didReceive,
+                                               DidReceiveCompletion completionHandler)
+{
+    opened.append(didReceive.notification);
+    completionHandler();
 }

@@ -13,6 +13,7 @@
 #include <QVariantMap>
 
 #include "Platform/Database.h"
+#include "Platform/NotificationCenter.h"
 
 #include <gtest/gtest.h>
 
@@ -224,4 +225,29 @@ protected:
     std::unique_ptr<ScopedEnvironment> backend_;
     std::unique_ptr<ScopedEnvironment> database_;
     std::unique_ptr<AppDatabase> appDatabase_;
+};
+
+// The application is active for the scope, and not active again afterwards: the tests stand
+// in for the platform's report, so that no window a test opens changes it.
+class ActiveApplication
+{
+public:
+    ActiveApplication();
+    ~ActiveApplication();
+    ActiveApplication(const ActiveApplication &) = delete;
+    ActiveApplication &operator=(const ActiveApplication &) = delete;
+};
+
+// The application delegate's role as a test sees it; like the app's own, it never calls
+// will-present's completion unless told to.
+struct RecordingDelegate : NotificationCenterDelegate
+{
+    void userNotificationCenter(NotificationCenter &, const PushNotification &willPresent,
+                                WillPresentCompletion completionHandler) override;
+    void userNotificationCenter(NotificationCenter &, const NotificationResponse &didReceive,
+                                DidReceiveCompletion completionHandler) override;
+
+    std::optional<NotificationPresentationOptions> presentAs;
+    QList<PushNotification> presented;
+    QList<PushNotification> opened;
 };
