@@ -164,7 +164,7 @@ void TailwiseServer::start(const QByteArray &backendPort, const QByteArray &data
                 for (const auto &[marker, url] : services)
                     if (line.startsWith(marker) && output.contains(line + '\n'))
                         *url = line.mid(marker.size()).trimmed();
-            return (!backendUrl_.isEmpty() && !databaseUrl_.isEmpty()) ||
+            return (!backendUrl_.isEmpty() && !databaseUrl_.isEmpty() && !pushUrl_.isEmpty()) ||
                    process_.state() == QProcess::NotRunning;
         },
         10000);
@@ -261,12 +261,14 @@ void LiveBackend::SetUp()
     ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
     backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
     database_ = std::make_unique<ScopedEnvironment>("TAILWISE_DATABASE", server_.databaseUrl());
+    push_ = std::make_unique<ScopedEnvironment>("TAILWISE_PUSH", server_.pushUrl());
     appDatabase_ = std::make_unique<AppDatabase>();
 }
 
 void LiveBackend::TearDown()
 {
     appDatabase_.reset();
+    push_.reset();
     database_.reset();
     backend_.reset();
     FreshSettings::TearDown();

@@ -183,6 +183,8 @@ public:
     bool isRunning() const { return !backendUrl_.isEmpty(); }
     QByteArray backendUrl() const { return backendUrl_; }
     QByteArray databaseUrl() const { return databaseUrl_; }
+    // Empty when the push relay did not come up.
+    QByteArray pushUrl() const { return pushUrl_; }
     QString dataDir() const { return dataDir_.path(); }
     QString startupLog() const { return log_; }
 
@@ -207,7 +209,7 @@ private:
 
 class SessionHooks;
 
-// A fresh settings store and the backend and database addresses pointing at a real
+// A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.
 class LiveBackend : public FreshSettings
 {
@@ -224,6 +226,7 @@ protected:
     TailwiseServer server_;
     std::unique_ptr<ScopedEnvironment> backend_;
     std::unique_ptr<ScopedEnvironment> database_;
+    std::unique_ptr<ScopedEnvironment> push_;
     std::unique_ptr<AppDatabase> appDatabase_;
 };
 
