@@ -102,8 +102,10 @@ void PushDeviceStream::ended()
         if (status.isValid() && status.toInt() != 200)
             print(QStringLiteral("OneSignal: device stream refused (%1): %2")
                       .arg(status.toString(), QString::fromUtf8(reply_->readAll().left(300))));
-        else
+        else if (reply_->error() != QNetworkReply::NoError)
             print(QStringLiteral("OneSignal: device stream lost: %1").arg(reply_->errorString()));
+        else
+            print(QStringLiteral("OneSignal: device stream closed by the push relay"));
         lossReported_ = true;
     }
     release();
