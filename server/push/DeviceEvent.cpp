@@ -2,31 +2,33 @@
 
 namespace tailwise::push {
 
-std::string eventData(const EventParts &parts, std::int64_t badge)
+EventText::EventText(std::int64_t seq, const EventParts &parts)
 {
-    std::string data = R"({"aps":{)";
+    head_ = "id: ";
+    head_ += std::to_string(seq);
+    head_ += R"(
+data: {"aps":{)";
     if (parts.alert) {
-        data += R"("alert":)";
-        data += *parts.alert;
-        data += ',';
+        head_ += R"("alert":)";
+        head_ += *parts.alert;
+        head_ += ',';
     }
     if (parts.contentAvailable)
-        data += R"("content-available":1,)";
-    data += R"("badge":)";
-    data += std::to_string(badge);
-    data += R"(},"custom":)";
-    data += parts.custom;
-    data += '}';
-    return data;
+        head_ += R"("content-available":1,)";
+    head_ += R"("badge":)";
+    tail_ = R"(},"custom":)";
+    tail_ += parts.custom;
+    tail_ += "}\n\n";
 }
 
-std::string sseText(std::int64_t seq, std::string_view data)
+std::string EventText::withBadge(std::int64_t badge) const
 {
-    std::string text = "id: ";
-    text += std::to_string(seq);
-    text += "\ndata: ";
-    text += data;
-    text += "\n\n";
+    std::string text;
+    const std::string number = std::to_string(badge);
+    text.reserve(head_.size() + number.size() + tail_.size());
+    text += head_;
+    text += number;
+    text += tail_;
     return text;
 }
 

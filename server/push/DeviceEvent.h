@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace tailwise::push {
 
@@ -18,12 +17,21 @@ struct EventParts
     std::string custom;
 };
 
-// The JSON a phone would hand the app:
-// {"aps": {"alert": {...}, "content-available": 1, "badge": n}, "custom": {...}}.
-std::string eventData(const EventParts &parts, std::int64_t badge);
+// A notification as one server-sent event, whose id is the notification's place in the
+// relay's order (a reconnecting client sends it back as Last-Event-ID) and whose data is what
+// a phone would hand the app:
+//   {"aps": {"alert": {...}, "content-available": 1, "badge": n}, "custom": {...}}
+// Built once per notification; each recipient's badge goes in between.
+class EventText
+{
+public:
+    EventText(std::int64_t seq, const EventParts &parts);
 
-// One server-sent event; `seq` becomes its id, which a reconnecting client sends back as
-// Last-Event-ID.
-std::string sseText(std::int64_t seq, std::string_view data);
+    std::string withBadge(std::int64_t badge) const;
+
+private:
+    std::string head_;
+    std::string tail_;
+};
 
 } // namespace tailwise::push

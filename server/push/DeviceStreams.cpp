@@ -159,14 +159,15 @@ void DeviceStreams::remove(const DeviceStream *stream)
         byPlayer_.erase(found);
 }
 
-net::QueuedEvent DeviceStreams::event(std::int64_t seq, const EventParts &parts, std::int64_t badge)
+net::QueuedEvent DeviceStreams::event(const EventText &text, std::int64_t badge)
 {
-    return budget_->event(sseText(seq, eventData(parts, badge)));
+    return budget_->event(text.withBadge(badge));
 }
 
 void DeviceStreams::publish(std::int64_t seq, const EventParts &parts,
                             const std::vector<Recipient> &recipients)
 {
+    const EventText text(seq, parts);
     for (const Recipient &recipient : recipients) {
         std::vector<std::shared_ptr<DeviceStream>> streams;
         {
@@ -176,7 +177,7 @@ void DeviceStreams::publish(std::int64_t seq, const EventParts &parts,
                 continue;
             streams = found->second;
         }
-        const net::QueuedEvent shared = event(seq, parts, recipient.badge);
+        const net::QueuedEvent shared = event(text, recipient.badge);
         for (const auto &stream : streams)
             stream->deliver(seq, shared);
     }

@@ -97,7 +97,7 @@ public:
     std::shared_ptr<DeviceStream> open(const std::string &playerId);
     void remove(const DeviceStream *stream);
 
-    net::QueuedEvent event(std::int64_t seq, const EventParts &parts, std::int64_t badge);
+    net::QueuedEvent event(const EventText &text, std::int64_t badge);
     // Called in commit order (PushStore::Publisher).
     void publish(std::int64_t seq, const EventParts &parts,
                  const std::vector<Recipient> &recipients);

@@ -140,19 +140,6 @@ std::vector<std::string> playerIds(const OrderedJson &body, std::size_t maxIds)
 
 } // namespace
 
-std::int64_t BadgeChange::applyTo(std::int64_t badge) const
-{
-    switch (rule) {
-    case Rule::setTo:
-        return std::clamp<std::int64_t>(count, 0, maxBadge);
-    case Rule::increase:
-        return std::clamp<std::int64_t>(badge + count, 0, maxBadge);
-    case Rule::none:
-        break;
-    }
-    return badge;
-}
-
 OrderedJson parseObject(std::string_view body)
 {
     auto parsed = net::parseJson<OrderedJson>(body, maxNesting);

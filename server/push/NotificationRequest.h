@@ -11,19 +11,17 @@
 
 namespace tailwise::push {
 
-// What `ios_badgeType` and `ios_badgeCount` do to a player's badge.
+// What `ios_badgeType` and `ios_badgeCount` do to a player's badge; the result is never below
+// 0 nor past maxBadge. The store does the arithmetic.
 struct BadgeChange
 {
     enum class Rule
     {
-        none,
-        setTo,
-        increase
+        none = 0,
+        setTo = 1,
+        increase = 2
     } rule = Rule::none;
     std::int64_t count = 0;
-
-    // Never below 0 nor past what a badge can show.
-    std::int64_t applyTo(std::int64_t badge) const;
 };
 
 inline constexpr std::int64_t maxBadge = 2'147'483'647;

@@ -265,8 +265,8 @@ net::Reply PushService::openStream(const net::Request &request, std::string_view
             throw BadRequest("No player with this id found.", status::not_found);
         std::vector<std::pair<std::int64_t, net::QueuedEvent>> backlog;
         for (const QueuedNotification &waiting : *queued)
-            backlog.emplace_back(waiting.seq,
-                                 streams_->event(waiting.seq, waiting.parts, waiting.badge));
+            backlog.emplace_back(
+                waiting.seq, streams_->event(EventText(waiting.seq, waiting.parts), waiting.badge));
         stream->begin(std::move(backlog));
     } catch (...) {
         stream->close();

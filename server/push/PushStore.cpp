@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <set>
 
 namespace tailwise::push {
 namespace {
@@ -17,7 +18,8 @@ using Cursors = std::unordered_map<std::string, std::int64_t>;
 constexpr auto steps = std::to_array<std::string_view>({
     R"sql(
     CREATE TABLE players (
-        id          TEXT    PRIMARY KEY,
+        num         INTEGER PRIMARY KEY,
+        id          TEXT    NOT NULL UNIQUE,
         identifier  TEXT    UNIQUE,
         device_type INTEGER NOT NULL,
         subscribed  INTEGER NOT NULL DEFAULT 1,
@@ -28,7 +30,7 @@ constexpr auto steps = std::to_array<std::string_view>({
         kept        INTEGER NOT NULL DEFAULT 0,
         created_at  INTEGER NOT NULL,
         updated_at  INTEGER NOT NULL
-    ) WITHOUT ROWID;
+    );
     CREATE TABLE notifications (
         seq               INTEGER PRIMARY KEY AUTOINCREMENT,
         id                TEXT    NOT NULL,
@@ -37,11 +39,14 @@ constexpr auto steps = std::to_array<std::string_view>({
         custom            TEXT    NOT NULL,
         created_at        INTEGER NOT NULL
     );
+    -- Keyed by the player's number, not its id: a notification to many players touches one
+    -- small row in each player's part of the table, and every page it touches is written
+    -- again at the commit.
     CREATE TABLE deliveries (
-        player_id TEXT    NOT NULL,
-        seq       INTEGER NOT NULL,
-        badge     INTEGER NOT NULL,
-        PRIMARY KEY (player_id, seq)
+        player INTEGER NOT NULL,
+        seq    INTEGER NOT NULL,
+        badge  INTEGER NOT NULL,
+        PRIMARY KEY (player, seq)
     ) WITHOUT ROWID;
     CREATE INDEX deliveries_by_notification ON deliveries(seq);
     )sql",
@@ -88,30 +93,40 @@ void applyFields(Connection &db, const std::string &id, const PlayerFields &fiel
         .run();
 }
 
-// The statements one notification runs for each player it names, prepared once.
-struct NotificationStatements
+} // namespace
+
+// What a notification runs for each player it names; prepared once, used on the committing
+// thread only.
+struct PushStore::NotificationStatements
 {
     explicit NotificationStatements(Connection &db)
-        : player(
-              db.prepare("SELECT subscribed, badge, delivered, kept FROM players WHERE id = ?1")),
-          deliver(db.prepare("INSERT INTO deliveries (player_id, seq, badge) VALUES (?1, ?2, ?3)")),
-          update(db.prepare("UPDATE players SET badge = ?2, kept = ?3 WHERE id = ?1")),
-          oldest(
-              db.prepare("SELECT seq FROM deliveries WHERE player_id = ?1 ORDER BY seq LIMIT ?2")),
-          forget(db.prepare("DELETE FROM deliveries WHERE player_id = ?1 AND seq = ?2")),
+        : notification(db.prepare("INSERT INTO notifications (id, alert, content_available, "
+                                  "custom, created_at) VALUES (?1, ?2, ?3, ?4, ?5)")),
+          // ?2: 0 leaves the badge, 1 sets it to ?3, 2 adds ?3; never below 0 nor past ?4.
+          recipient(db.prepare("UPDATE players SET badge = CASE ?2 WHEN 1 THEN max(0, min(?4, ?3)) "
+                               "WHEN 2 THEN max(0, min(?4, badge + ?3)) ELSE badge END, "
+                               "kept = kept + 1 WHERE id = ?1 AND subscribed = 1 "
+                               "RETURNING num, badge, kept, delivered")),
+          known(db.prepare("SELECT 1 FROM players WHERE id = ?1")),
+          deliver(db.prepare("INSERT INTO deliveries (player, seq, badge) VALUES (?1, ?2, ?3)")),
+          // Everything older than the newest ?2.
+          dropOldest(db.prepare("DELETE FROM deliveries WHERE player = ?1 AND seq < "
+                                "(SELECT seq FROM deliveries WHERE player = ?1 "
+                                "ORDER BY seq DESC LIMIT 1 OFFSET ?2 - 1) RETURNING seq")),
+          kept(db.prepare("UPDATE players SET kept = ?2 WHERE num = ?1")),
           orphan(db.prepare("DELETE FROM notifications WHERE seq = ?1 AND NOT EXISTS "
                             "(SELECT 1 FROM deliveries WHERE seq = ?1)"))
     {}
-    Statement player, deliver, update, oldest, forget, orphan;
+    Statement notification, recipient, known, deliver, dropOldest, kept, orphan;
 };
-
-} // namespace
 
 PushStore::PushStore(const std::filesystem::path &dir, std::size_t maxQueuedPerPlayer)
     : maxQueuedPerPlayer_(std::max<std::size_t>(1, maxQueuedPerPlayer)),
       connection_(databasePath(dir)), readers_(databasePath(dir), 2),
       commits_(migrated(connection_), cursorDelay)
 {}
+
+PushStore::~PushStore() = default;
 
 std::string PushStore::registerPlayer(const PlayerFields &fields)
 {
@@ -161,60 +176,66 @@ NotificationOutcome PushStore::addNotification(const std::string &notificationId
     std::vector<Recipient> recipients;
     commits_.run(
         [&](Connection &db) {
-            // A retried commit starts over.
+            if (!statements_)
+                statements_ = std::make_unique<NotificationStatements>(db);
+            NotificationStatements &sql = *statements_;
             outcome = {};
             recipients.clear();
-            NotificationStatements sql(db);
-            std::vector<std::pair<std::string, Player>> subscribed;
-            for (const std::string &id : playerIds) {
-                sql.player.reset();
-                sql.player.bind(1, id);
-                if (!sql.player.step()) {
-                    outcome.unknown.push_back(id);
-                    continue;
-                }
-                if (sql.player.integer(0) != 0)
-                    subscribed.emplace_back(id, Player{sql.player.integer(1), sql.player.integer(2),
-                                                       sql.player.integer(3)});
-            }
-            sql.player.reset();
-            if (subscribed.empty())
-                return;
-            db.prepare("INSERT INTO notifications (id, alert, content_available, custom, "
-                       "created_at) VALUES (?1, ?2, ?3, ?4, ?5)")
-                .bind(1, notificationId)
+            sql.notification.reset();
+            sql.notification.bind(1, notificationId)
                 .bind(2, parts.alert ? std::optional<std::string_view>(*parts.alert) : std::nullopt)
                 .bind(3, std::int64_t{parts.contentAvailable ? 1 : 0})
                 .bind(4, parts.custom)
                 .bind(5, nowMs())
                 .run();
             outcome.seq = db.lastInsertId();
-            for (auto &[id, player] : subscribed) {
-                const std::int64_t newBadge = badge.applyTo(player.badge);
-                sql.deliver.bind(1, id).bind(2, outcome.seq).bind(3, newBadge).run();
-                std::int64_t kept = player.kept + 1;
-                const std::int64_t excess = kept - static_cast<std::int64_t>(maxQueuedPerPlayer_);
-                if (excess > 0) {
-                    const std::int64_t cursor = deliveredUpTo(id, player.delivered);
-                    std::vector<std::int64_t> oldest;
-                    sql.oldest.bind(1, id).bind(2, excess);
-                    while (sql.oldest.step())
-                        oldest.push_back(sql.oldest.integer(0));
-                    sql.oldest.reset();
-                    std::size_t undelivered = 0;
-                    for (const std::int64_t seq : oldest) {
-                        sql.forget.bind(1, id).bind(2, seq).run();
-                        sql.orphan.bind(1, seq).run();
-                        undelivered += seq > cursor;
-                    }
-                    kept -= static_cast<std::int64_t>(oldest.size());
-                    if (undelivered)
-                        outcome.dropped.emplace_back(id, undelivered);
+            const auto maxKept = static_cast<std::int64_t>(maxQueuedPerPlayer_);
+            std::set<std::int64_t> dropped;
+            for (const std::string &id : playerIds) {
+                sql.recipient.reset();
+                sql.recipient.bind(1, id)
+                    .bind(2, std::int64_t{static_cast<int>(badge.rule)})
+                    .bind(3, badge.count)
+                    .bind(4, maxBadge);
+                if (!sql.recipient.step()) {
+                    sql.known.reset();
+                    if (!sql.known.bind(1, id).step())
+                        outcome.unknown.push_back(id);
+                    continue;
                 }
-                sql.update.bind(1, id).bind(2, newBadge).bind(3, kept).run();
+                const std::int64_t player = sql.recipient.integer(0);
+                const std::int64_t newBadge = sql.recipient.integer(1);
+                const std::int64_t kept = sql.recipient.integer(2);
+                const std::int64_t stored = sql.recipient.integer(3);
+                sql.recipient.reset();
+                sql.deliver.bind(1, player).bind(2, outcome.seq).bind(3, newBadge).run();
                 recipients.push_back({id, newBadge});
+                if (kept <= maxKept)
+                    continue;
+                // Past the limit: the oldest go, and those not yet written are worth a word.
+                std::optional<std::int64_t> cursor;
+                std::size_t undelivered = 0;
+                sql.dropOldest.reset();
+                sql.dropOldest.bind(1, player).bind(2, maxKept);
+                while (sql.dropOldest.step()) {
+                    const std::int64_t seq = sql.dropOldest.integer(0);
+                    dropped.insert(seq);
+                    if (seq > stored && !cursor)
+                        cursor = deliveredUpTo(id, stored);
+                    undelivered += seq > stored && seq > *cursor;
+                }
+                sql.dropOldest.reset();
+                sql.kept.bind(1, player).bind(2, maxKept).run();
+                if (undelivered)
+                    outcome.dropped.emplace_back(id, undelivered);
             }
             outcome.recipients = recipients.size();
+            if (recipients.empty()) {
+                dropped.insert(outcome.seq);
+                outcome.seq = 0;
+            }
+            for (const std::int64_t seq : dropped)
+                sql.orphan.bind(1, seq).run();
         },
         [&] {
             if (outcome.seq)
@@ -227,15 +248,15 @@ std::optional<std::vector<QueuedNotification>> PushStore::queued(const std::stri
                                                                  std::optional<std::int64_t> after)
 {
     return readers_.run([&](Connection &db) -> std::optional<std::vector<QueuedNotification>> {
-        auto player = db.prepare("SELECT delivered FROM players WHERE id = ?1");
+        auto player = db.prepare("SELECT num, delivered FROM players WHERE id = ?1");
         player.bind(1, playerId);
         if (!player.step())
             return std::nullopt;
-        const std::int64_t from = after ? *after : deliveredUpTo(playerId, player.integer(0));
+        const std::int64_t from = after ? *after : deliveredUpTo(playerId, player.integer(1));
         auto rows = db.prepare("SELECT d.seq, d.badge, n.alert, n.content_available, n.custom "
                                "FROM deliveries d JOIN notifications n ON n.seq = d.seq "
-                               "WHERE d.player_id = ?1 AND d.seq > ?2 ORDER BY d.seq");
-        rows.bind(1, playerId).bind(2, from);
+                               "WHERE d.player = ?1 AND d.seq > ?2 ORDER BY d.seq");
+        rows.bind(1, player.integer(0)).bind(2, from);
         std::vector<QueuedNotification> queued;
         while (rows.step())
             queued.push_back(

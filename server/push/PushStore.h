@@ -63,6 +63,7 @@ public:
                                          const std::vector<Recipient> &recipients)>;
 
     PushStore(const std::filesystem::path &dir, std::size_t maxQueuedPerPlayer);
+    ~PushStore();
 
     // The player with this identifier, updated, or a new one; its id.
     std::string registerPlayer(const PlayerFields &fields);
@@ -82,12 +83,7 @@ public:
     void delivered(const std::string &playerId, std::int64_t seq);
 
 private:
-    struct Player
-    {
-        std::int64_t badge;
-        std::int64_t delivered;
-        std::int64_t kept;
-    };
+    struct NotificationStatements;
 
     std::int64_t deliveredUpTo(const std::string &playerId, std::int64_t stored);
     void flushCursors(backend::Connection &connection,
@@ -101,6 +97,7 @@ private:
     std::unordered_map<std::string, std::int64_t> pendingCursors_;
     std::unordered_map<std::string, std::int64_t> flushingCursors_;
     bool flushPosted_ = false;
+    std::unique_ptr<NotificationStatements> statements_;
     // Last: its thread stops before the connection closes.
     CommitQueue commits_;
 };
