@@ -229,11 +229,16 @@ void OneSignal::received(const EventStreamParser::Event &event)
     }
 }
 
-void OneSignal::postNotification(const QVariantMap &jsonData)
+void OneSignal::postNotification(const QVariantMap &jsonData,
+                                 std::function<void(bool accepted)> completion)
 {
+    if (!completion)
+        completion = [](bool) {};
     if (appId_.isEmpty()) {
         print(QStringLiteral("OneSignal: postNotification before initWithLaunchOptions; not "
                              "sent"));
+        QMetaObject::invokeMethod(
+            this, [completion] { completion(false); }, Qt::QueuedConnection);
         return;
     }
     QVariantMap notification = jsonData;
@@ -241,16 +246,18 @@ void OneSignal::postNotification(const QVariantMap &jsonData)
         notification.insert(QStringLiteral("app_id"), appId_);
     QNetworkReply *reply =
         network_.post(request(QStringLiteral("/api/v1/notifications")), json(notification));
-    connect(reply, &QNetworkReply::finished, this, [reply] {
+    connect(reply, &QNetworkReply::finished, this, [reply, completion] {
         reply->deleteLater();
         const int status = statusOf(reply);
         const QByteArray answer = reply->readAll();
-        if (status == 200 && !jsonObject(answer).contains(QStringLiteral("errors")))
-            return;
-        print(QStringLiteral("OneSignal: notification not delivered: %1")
-                  .arg(status ? QStringLiteral("%1 %2").arg(status).arg(
-                                    QString::fromUtf8(answer.left(300)))
-                              : reply->errorString()));
+        const bool accepted =
+            status == 200 && !jsonObject(answer).contains(QStringLiteral("errors"));
+        if (!accepted)
+            print(QStringLiteral("OneSignal: notification not delivered: %1")
+                      .arg(status ? QStringLiteral("%1 %2").arg(status).arg(
+                                        QString::fromUtf8(answer.left(300)))
+                                  : reply->errorString()));
+        completion(accepted);
     });
 }
 

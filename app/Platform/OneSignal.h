@@ -59,9 +59,10 @@ public:
     void promptForPushNotifications(std::function<void(bool accepted)> userResponse);
 
     // Sends the notification request `jsonData` (OneSignal's create-notification fields) to
-    // the relay under this kit's application id. The answer is not handed back; a refusal is
-    // logged.
-    void postNotification(const QVariantMap &jsonData);
+    // the relay under this kit's application id. A refusal is logged; `completion`, when
+    // given, learns whether the relay took the notification for every player it names.
+    void postNotification(const QVariantMap &jsonData,
+                          std::function<void(bool accepted)> completion = {});
 
     // This install's player id; empty until the relay has registered it once.
     QString userId() const { return playerId_; }

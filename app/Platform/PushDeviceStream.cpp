@@ -98,7 +98,14 @@ void PushDeviceStream::ended()
         deviceUnknown();
         return;
     }
-    if (!lossReported_) {
+    if (status.toInt() == 400 && !lastEventId_.isEmpty()) {
+        // A position the relay does not take (the app met another relay before): resume from
+        // the relay's own record of this device instead of being refused for good.
+        print(QStringLiteral("OneSignal: the push relay refused to resume after event %1; "
+                             "resuming where it stands")
+                  .arg(QString::fromUtf8(lastEventId_)));
+        lastEventId_.clear();
+    } else if (!lossReported_) {
         if (status.isValid() && status.toInt() != 200)
             print(QStringLiteral("OneSignal: device stream refused (%1): %2")
                       .arg(status.toString(), QString::fromUtf8(reply_->readAll().left(300))));

@@ -8,6 +8,7 @@
 #include "Platform/OneSignal.h"
 #include "Platform/UserDefaults.h"
 #include "TestSupport.h"
+#include "UserPreferences.h"
 
 namespace {
 
@@ -122,8 +123,8 @@ TEST_F(Push, BadgeRisesWithEachPushAndOpeningTheAppClearsIt)
     handler.sendNotification("7", "one");
     ASSERT_TRUE(waitUntil([&] { return phone->kit.badgeCount() == 1; }, 10000));
     handler.sendNotification("7", "two");
-    ASSERT_TRUE(waitUntil([&] { return phone->kit.badgeCount() == 2; }, 10000));
-    EXPECT_EQ(phone->center.banner().body(), "two");
+    ASSERT_TRUE(waitUntil([&] { return phone->center.banner().body() == "two"; }, 10000));
+    EXPECT_EQ(phone->kit.badgeCount(), 2);
     {
         const ActiveApplication opened;
         EXPECT_TRUE(waitUntil([&] { return phone->kit.badgeCount() == 0; }));
@@ -157,6 +158,7 @@ TEST_F(Push, TwoAppClientsAnnounceAMessageFromOneToTheOther)
     EXPECT_EQ(banner.title(), "Anna");
     EXPECT_EQ(banner.body(), "Hallo Ben!");
     EXPECT_EQ(benPhone->kit.badgeCount(), 1);
+    EXPECT_EQ(UserPreferences::shared().feedsBadgeCount(), 1) << "the app's badge";
     banner.tap();
     ASSERT_TRUE(waitUntil([&] { return !benPhone->delegate.opened.isEmpty(); }));
     EXPECT_EQ(dataOf(benPhone->delegate.opened[0]).toMap().value("postID"), anna);
@@ -172,13 +174,17 @@ TEST_F(Push, AnInstallKeepsItsPlayerAndCatchesUpOnWhatItMissed)
         const auto phone = device("phone");
         player = phone->kit.userId();
     }
+    // One after another, so that the relay's order is the order of sending.
     const auto post = [&](const QString &text) {
-        sender->kit.postNotification({{"contents", QVariantMap{{"en", text}}},
-                                      {"include_player_ids", QVariantList{player}}});
+        std::optional<bool> accepted;
+        sender->kit.postNotification(
+            {{"contents", QVariantMap{{"en", text}}}, {"include_player_ids", QVariantList{player}}},
+            [&](bool taken) { accepted = taken; });
+        EXPECT_TRUE(waitUntil([&] { return accepted.has_value(); }, 10000));
+        EXPECT_EQ(accepted, true) << text.toStdString();
     };
     for (const QString text : {"1", "2", "3"})
         post(text);
-    QTest::qWait(300);
 
     const auto phone = device("phone");
     EXPECT_EQ(phone->kit.userId(), player);
