@@ -20,19 +20,6 @@ PushNotification chatPush(const QVariant &alert)
     return push.value_or(PushNotification());
 }
 
-TEST(NotificationCenter, ReadsThePhonesPayload)
-{
-    const PushNotification titled = chatPush(QVariantMap{{"title", "Anna"}, {"body", "Hallo"}});
-    EXPECT_EQ(titled.title, "Anna");
-    EXPECT_EQ(titled.body, "Hallo");
-    EXPECT_EQ(titled.badge, 3);
-    EXPECT_EQ(titled.identifier, "n-1");
-    const PushNotification bare = chatPush("Hallo");
-    EXPECT_EQ(bare.title, "");
-    EXPECT_EQ(bare.body, "Hallo");
-    EXPECT_FALSE(PushNotification::fromUserInfo({{"custom", QVariantMap()}}).has_value());
-}
-
 TEST(NotificationCenter, InTheBackgroundAPushWaitsInTheBannerAndATapOpensIt)
 {
     NotificationCenter center;

@@ -1,4 +1,3 @@
-#include "Common/Firebase/FirebaseNode.h"
 #include "Deployment.h"
 #include "LoginDefaults.h"
 #include "NotificationAlert/DeviceToken.h"
@@ -75,16 +74,6 @@ protected:
             record.insert("noti_status", status);
         store("Notifications/" + userId, record);
     }
-    QVariant read(const QString &path)
-    {
-        std::optional<QVariant> value;
-        appDatabase_->client().reference(path).getData(
-            [&](const std::optional<QString> &error, const DataSnapshot &node) {
-                value = error ? QVariant("error: " + *error) : node.value();
-            });
-        EXPECT_TRUE(waitUntil([&] { return value.has_value(); })) << path.toStdString();
-        return value.value_or(QVariant());
-    }
 };
 
 TEST_F(Push, OnlyAReceiverWhoseStatusIsExactlyOnlineGetsThePush)
@@ -141,12 +130,16 @@ TEST_F(Push, TwoAppClientsAnnounceAMessageFromOneToTheOther)
 {
     const QString anna = signUp("Anna", "female", 52.52, 13.405);
     const QString ben = signUp("Ben", "male", 52.39, 13.06);
-    ASSERT_TRUE(waitUntil([&] { return read("Notifications/" + ben).isValid(); }))
-        << "the sign-in seeds the record";
+    ASSERT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(), "Notifications/" + ben).typeId() ==
+               QMetaType::QVariantMap;
+    })) << "the sign-in seeds the record";
     const auto benPhone = device("ben", true);
     EXPECT_EQ(DeviceToken::shared().deviceToken(), benPhone->kit.userId());
-    ASSERT_TRUE(waitUntil(
-        [&] { return read("Users/" + ben + "/device_token") == benPhone->kit.userId(); }));
+    ASSERT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(), "Users/" + ben + "/device_token") ==
+               benPhone->kit.userId();
+    }));
 
     const auto annaPhone = device("anna");
     LoginDefaults().setUserId(anna); // the session on Anna's phone

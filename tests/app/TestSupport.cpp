@@ -72,6 +72,17 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs)
     return QTest::qWaitFor(done, timeoutMs);
 }
 
+QVariant storedValue(Database &client, const QString &path)
+{
+    std::optional<QVariant> value;
+    client.reference(path).getData(
+        [&](const std::optional<QString> &error, const DataSnapshot &node) {
+            value = error ? QVariant(QStringLiteral("<error> ") + *error) : node.value();
+        });
+    EXPECT_TRUE(waitUntil([&] { return value.has_value(); }, 10000)) << path.toStdString();
+    return value.value_or(QStringLiteral("<no answer>"));
+}
+
 RecordingServer::RecordingServer()
 {
     server_.listen(QHostAddress::LocalHost, 0);

@@ -76,6 +76,9 @@ std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageRes
 // Runs the event loop until `done` holds or the time is up.
 bool waitUntil(const std::function<bool()> &done, int timeoutMs = 5000);
 
+// The value at `path` as `client` reads it once (an error reads as a text saying so).
+QVariant storedValue(Database &client, const QString &path);
+
 struct RecordedRequest
 {
     QByteArray raw;
