@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Deployment.h"
+
 #include <QString>
 
 // Keys of the settings store that have no accessor type of their own.
@@ -19,3 +21,6 @@ struct RegisterStatus
     static inline const QString success = QStringLiteral("Success");
     static inline const QString inProgress = QStringLiteral("In_Progress");
 };
+
+// The OneSignal application id the push kit is started with; a deployment value.
+inline const QString oneSignalID = Deployment::oneSignalAppId();

@@ -31,6 +31,13 @@ QUrl Deployment::pushUrl()
     return serviceUrl("TAILWISE_PUSH", QStringLiteral("http://127.0.0.1:8081"));
 }
 
+QString Deployment::oneSignalAppId()
+{
+    const QString configured = qEnvironmentVariable("TAILWISE_PUSH_APP_ID");
+    return configured.isEmpty() ? QStringLiteral("d06f00d0-7a11-4e15-9a5e-000000000001")
+                                : configured;
+}
+
 QString Deployment::homeDirectory()
 {
     const QString configured = qEnvironmentVariable("TAILWISE_HOME");

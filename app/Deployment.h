@@ -15,6 +15,9 @@ public:
     static QUrl databaseUrl();
     // TAILWISE_PUSH, default http://127.0.0.1:8081
     static QUrl pushUrl();
+    // TAILWISE_PUSH_APP_ID: the OneSignal application id pushes are registered and sent
+    // under; default the fixed id the local push relay serves.
+    static QString oneSignalAppId();
     // TAILWISE_HOME, default the platform's app-data location: settings and queues live here.
     static QString homeDirectory();
     // TAILWISE_UPLOADS, default the backend, which serves the uploaded pictures itself.

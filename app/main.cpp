@@ -1,4 +1,6 @@
 #include "Deployment.h"
+#include "NotificationAlert/OneSignalLaunch.h"
+#include "Platform/OneSignal.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
@@ -26,5 +28,7 @@ int main(int argc, char *argv[])
         },
         Qt::QueuedConnection);
     engine.load(QUrl(QStringLiteral("qrc:/Tailwise/Module/Main/Main.qml")));
+    // After the first screen, so that no push is handled before there is one.
+    startOneSignal(OneSignal::shared());
     return QGuiApplication::exec();
 }

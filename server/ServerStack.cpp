@@ -51,6 +51,20 @@ ServerStack::ServerStack(StackConfig config)
             },
             log_, config_.databaseLimits);
     }
+
+    if (config_.pushPort) {
+        push::PushOptions options = config_.push;
+        if (options.dir.empty())
+            options.dir = config_.dataDir / "push";
+        push_ = std::make_unique<push::PushService>(std::move(options), log_);
+        pushWorkers_ = std::make_unique<net::asio::thread_pool>(
+            std::max(16u, 4 * threadCount(config_.threads)));
+        pushServer_ = std::make_unique<net::HttpServer>(
+            io_, *pushWorkers_, "push", net::StreamingHandler{[this](const net::Request &request) {
+                return push_->handle(request);
+            }},
+            &push::PushService::error, log_, config_.pushLimits);
+    }
 }
 
 ServerStack::~ServerStack()
@@ -66,6 +80,10 @@ StackEndpoints ServerStack::start()
     if (databaseServer_) {
         endpoints.database = databaseServer_->listen(config_.host, *config_.databasePort);
         databaseServer_->start();
+    }
+    if (pushServer_) {
+        endpoints.push = pushServer_->listen(config_.host, *config_.pushPort);
+        pushServer_->start();
     }
     const unsigned count = threadCount(config_.threads);
     for (unsigned i = 0; i < count; ++i)
@@ -85,6 +103,8 @@ void ServerStack::stop()
         database_->dropDisconnectOperations();
         databaseServer_->stop();
     }
+    if (pushServer_)
+        pushServer_->stop();
     // Idle connections close at once; a request in flight gets a few seconds to finish.
     net::asio::steady_timer deadline{io_, std::chrono::seconds(5)};
     deadline.async_wait([this](const net::beast::error_code &ec) {
@@ -94,7 +114,8 @@ void ServerStack::stop()
     const auto poll = std::chrono::milliseconds(10);
     const auto open = [this] {
         return backendServer_->openConnections() +
-               (databaseServer_ ? databaseServer_->openConnections() : 0);
+               (databaseServer_ ? databaseServer_->openConnections() : 0) +
+               (pushServer_ ? pushServer_->openConnections() : 0);
     };
     for (int i = 0; i < 500 && open() > 0; ++i)
         std::this_thread::sleep_for(poll);
@@ -107,6 +128,8 @@ void ServerStack::stop()
     passwordWorkers_.join();
     if (databaseWorkers_)
         databaseWorkers_->join();
+    if (pushWorkers_)
+        pushWorkers_->join();
 }
 
 void ServerStack::runUntilSignalled()

@@ -2,6 +2,7 @@
 
 #include "backend/BackendService.h"
 #include "http/HttpServer.h"
+#include "push/PushService.h"
 #include "realtime/Database.h"
 #include "realtime/RealtimeService.h"
 
@@ -13,6 +14,14 @@
 #include <vector>
 
 namespace tailwise {
+
+// The relay's requests are small (2,000 player ids and a notification are under 100 KiB).
+inline net::ServerLimits pushServerLimits()
+{
+    net::ServerLimits limits;
+    limits.maxBodyBytes = 512 * 1024;
+    return limits;
+}
 
 struct StackConfig
 {
@@ -30,6 +39,10 @@ struct StackConfig
     net::ServerLimits databaseLimits = {};
     // Its directory defaults to <dataDir>/realtime.
     realtime::DatabaseOptions database = {};
+    // The push relay likewise; its directory defaults to <dataDir>/push.
+    std::optional<unsigned short> pushPort;
+    net::ServerLimits pushLimits = pushServerLimits();
+    push::PushOptions push = {};
     std::FILE *accessLog = stderr;
 };
 
@@ -37,6 +50,7 @@ struct StackEndpoints
 {
     net::tcp::endpoint backend;
     std::optional<net::tcp::endpoint> database;
+    std::optional<net::tcp::endpoint> push;
 };
 
 // The services of tailwise-server on one io_context with a thread per core. Used by the
@@ -59,6 +73,8 @@ public:
     backend::BackendService &backend() { return *backend_; }
     // nullptr when the database is not served.
     realtime::Database *database() { return database_.get(); }
+    // nullptr when the push relay is not served.
+    push::PushService *push() { return push_.get(); }
 
 private:
     StackConfig config_;
@@ -75,6 +91,10 @@ private:
     std::unique_ptr<realtime::Database> database_;
     std::unique_ptr<realtime::RealtimeService> realtime_;
     std::unique_ptr<net::HttpServer> databaseServer_;
+    // Push requests wait for a shared commit on a worker, like database writes.
+    std::unique_ptr<net::asio::thread_pool> pushWorkers_;
+    std::unique_ptr<push::PushService> push_;
+    std::unique_ptr<net::HttpServer> pushServer_;
     std::vector<std::thread> threads_;
     bool stopped_ = false;
 };

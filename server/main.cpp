@@ -1,4 +1,5 @@
 #include "ServerStack.h"
+#include "push/Uuid.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +17,7 @@ void usage(std::ostream &out)
     out << "usage: tailwise-server [--data-dir DIR] [--host ADDR] [--backend-port PORT]\n"
            "                       [--database-port PORT] [--push-port PORT] [--threads N]\n"
            "                       [--public-host NAME]... [--database-max-bytes N]\n"
+           "                       [--push-app-id UUID] [--push-rest-key KEY]\n"
            "                       [--oidc-issuer NAME=ISSUER_URL] [--oidc-jwks NAME=FILE_OR_URL]\n"
            "                       [--oidc-client-id NAME=CLIENT_ID] [--no-rate-limits]\n"
            "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
@@ -24,6 +26,10 @@ void usage(std::ostream &out)
            "               address (requests naming any other host are refused with 421).\n"
            "--database-max-bytes: what the realtime database may store, as JSON text\n"
            "               (default 268435456; 0: no limit).\n"
+           "--push-app-id: the app_id the push relay answers for\n"
+           "               (default d06f00d0-7a11-4e15-9a5e-000000000001).\n"
+           "--push-rest-key: when given, creating a notification needs\n"
+           "               Authorization: Basic KEY (or Key KEY).\n"
            "Social sign-in: NAME is google (register_type \"gmail\") or facebook; a provider\n"
            "needs all three --oidc flags, and without them its sign-in is refused.\n"
            "--no-rate-limits is for load tests only.\n";
@@ -65,13 +71,15 @@ void fitOpenFiles(tailwise::StackConfig &config)
     std::cerr << "\n";
     // Files, SQLite, the journal and the pools take a few; the rest is for connections.
     constexpr rlim_t reserved = 256;
-    const std::size_t wanted =
-        config.backendLimits.maxConnections + config.databaseLimits.maxConnections;
+    const std::size_t wanted = config.backendLimits.maxConnections +
+                               config.databaseLimits.maxConnections +
+                               config.pushLimits.maxConnections;
     if (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur >= wanted + reserved)
         return;
     const std::size_t each =
-        std::max<std::size_t>(64, (limit.rlim_cur > reserved ? limit.rlim_cur - reserved : 0) / 2);
-    config.backendLimits.maxConnections = config.databaseLimits.maxConnections = each;
+        std::max<std::size_t>(64, (limit.rlim_cur > reserved ? limit.rlim_cur - reserved : 0) / 3);
+    config.backendLimits.maxConnections = config.databaseLimits.maxConnections =
+        config.pushLimits.maxConnections = each;
     std::cerr << "tailwise-server: too few open files for " << wanted
               << " connections; each service takes at most " << each << "\n";
 }
@@ -91,6 +99,17 @@ unsigned short parsePort(const std::string &flag, const std::string &text)
         std::exit(2);
     }
     return static_cast<unsigned short>(value);
+}
+
+// OneSignal app ids are UUIDs; clients may write them in either case.
+std::string parseAppId(const std::string &flag, const std::string &text)
+{
+    const auto id = tailwise::push::canonicalUuid(text);
+    if (!id) {
+        std::cerr << "tailwise-server: " << flag << " needs a UUID, not '" << text << "'\n";
+        std::exit(2);
+    }
+    return *id;
 }
 
 // "--oidc-issuer google=https://accounts.google.com" sets one setting of one provider.
@@ -119,6 +138,7 @@ int main(int argc, char **argv)
     tailwise::StackConfig config;
     config.dataDir = "var";
     config.databasePort = 9000;
+    config.pushPort = 8081;
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         if (flag == "--help" || flag == "-h") {
@@ -144,12 +164,21 @@ int main(int argc, char **argv)
         else if (flag == "--database-port")
             config.databasePort = parsePort(flag, value);
         else if (flag == "--push-port")
-            parsePort(flag, value); // not part of this build yet
-        else if (flag == "--threads")
+            config.pushPort = parsePort(flag, value);
+        else if (flag == "--push-app-id")
+            config.push.appId = parseAppId(flag, value);
+        else if (flag == "--push-rest-key") {
+            if (value.empty()) {
+                std::cerr << "tailwise-server: " << flag << " needs a key\n";
+                return 2;
+            }
+            config.push.restKey = value;
+        } else if (flag == "--threads")
             config.threads = parsePort(flag, value);
         else if (flag == "--public-host") {
             config.backendLimits.publicHosts.push_back(value);
             config.databaseLimits.publicHosts.push_back(value);
+            config.pushLimits.publicHosts.push_back(value);
         } else if (flag == "--database-max-bytes")
             config.database.maxStoredBytes = parseCount(flag, value);
         else if (flag == "--oidc-issuer" || flag == "--oidc-jwks" || flag == "--oidc-client-id")
@@ -186,6 +215,8 @@ int main(int argc, char **argv)
         announce("backend", endpoints.backend);
         if (endpoints.database)
             announce("database", *endpoints.database);
+        if (endpoints.push)
+            announce("push", *endpoints.push);
         stack.runUntilSignalled();
     } catch (const std::exception &error) {
         std::cerr << "tailwise-server: " << error.what() << "\n";

@@ -4,6 +4,7 @@
 #include "Platform/EventStreamParser.h"
 #include "Platform/Print.h"
 #include "Platform/PushId.h"
+#include "Platform/RetryDelay.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -16,7 +17,6 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPointer>
-#include <QRandomGenerator>
 #include <QSaveFile>
 #include <QTimer>
 
@@ -29,9 +29,6 @@ using namespace DatabaseTree;
 
 namespace {
 
-// Reconnection and resending back off from a quarter second up to half a minute.
-constexpr int firstRetryMs = 250;
-constexpr int longestRetryMs = 30'000;
 // A network access manager opens at most six connections to one server and queues the rest,
 // so streams, which hold theirs for good, are spread over managers of a few each.
 constexpr int streamsPerManager = 4;
@@ -41,14 +38,6 @@ constexpr int streamSilenceMs = 75'000;
 // A write or read that gets no answer in this time is treated as not having reached the
 // server.
 constexpr int requestTimeoutMs = 20'000;
-
-int retryDelay(int attempt)
-{
-    const qint64 grown = qint64(firstRetryMs) << std::min(attempt, 16);
-    const auto bounded = static_cast<int>(std::min<qint64>(grown, longestRetryMs));
-    // Jitter, so that many clients dropped together do not come back together.
-    return bounded / 2 + static_cast<int>(QRandomGenerator::global()->bounded(bounded / 2 + 1));
-}
 
 QUrl locationUrl(const Path &path)
 {

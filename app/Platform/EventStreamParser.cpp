@@ -35,6 +35,7 @@ void EventStreamParser::reset()
     pending_.clear();
     name_.clear();
     data_.clear();
+    lastEventId_.clear();
     hasData_ = false;
     skipNewline_ = false;
 }
@@ -43,7 +44,7 @@ void EventStreamParser::takeLine(const QByteArray &line, QList<Event> &events)
 {
     if (line.isEmpty()) {
         if (hasData_)
-            events.append({name_.isEmpty() ? QByteArray("message") : name_, data_});
+            events.append({name_.isEmpty() ? QByteArray("message") : name_, data_, lastEventId_});
         name_.clear();
         data_.clear();
         hasData_ = false;
@@ -63,5 +64,7 @@ void EventStreamParser::takeLine(const QByteArray &line, QList<Event> &events)
             data_ += '\n';
         data_ += value;
         hasData_ = true;
+    } else if (field == "id" && !value.contains('\0')) {
+        lastEventId_ = value;
     }
 }

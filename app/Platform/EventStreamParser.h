@@ -5,7 +5,9 @@
 
 // Splits a Server-Sent Events byte stream into events as the bytes arrive, in chunks cut
 // anywhere. Lines end with \n, \r or \r\n; an empty line ends an event; several `data:` lines
-// are joined with \n; comment lines (starting with ':') and unknown fields are skipped.
+// are joined with \n; comment lines (starting with ':') and unknown fields are skipped. An
+// `id:` line sets the stream's last event id, which every later event carries until another
+// `id:` line changes it; the client sends it back as Last-Event-ID when it reconnects.
 class EventStreamParser
 {
 public:
@@ -13,6 +15,7 @@ public:
     {
         QByteArray name; // "message" when the event named none
         QByteArray data;
+        QByteArray id; // the last event id at this event; empty when the stream set none
         bool operator==(const Event &) const = default;
     };
 
@@ -26,6 +29,7 @@ private:
     QByteArray pending_;
     QByteArray name_;
     QByteArray data_;
+    QByteArray lastEventId_;
     bool hasData_ = false;
     // The previous chunk ended in \r: a \n opening this one belongs to that line end.
     bool skipNewline_ = false;

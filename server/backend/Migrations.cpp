@@ -1,13 +1,13 @@
 #include "Migrations.h"
 
 #include <array>
-#include <string>
+#include <string_view>
 
 namespace tailwise::backend {
 namespace {
 
 // Append only: a released step is never edited, a change is a new step.
-constexpr std::array steps = {
+constexpr auto steps = std::to_array<std::string_view>({
     R"sql(
     CREATE TABLE users (
         id                   INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -109,35 +109,13 @@ constexpr std::array steps = {
         WHERE latitude IS NULL OR longitude IS NULL;
     CREATE INDEX users_by_picture ON users(profile_pic) WHERE profile_pic <> '';
     )sql",
-};
-
-int currentVersion(Connection &connection)
-{
-    connection.exec("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
-    auto query = connection.prepare("SELECT version FROM schema_version");
-    return query.step() ? static_cast<int>(query.integer(0)) : 0;
-}
+});
 
 } // namespace
 
 int migrate(Connection &connection)
 {
-    int version = currentVersion(connection);
-    if (version > static_cast<int>(steps.size()))
-        throw std::runtime_error("database schema version " + std::to_string(version) +
-                                 " is newer than this server supports (" +
-                                 std::to_string(steps.size()) + ")");
-    while (version < static_cast<int>(steps.size())) {
-        Transaction transaction(connection);
-        connection.exec(steps[static_cast<std::size_t>(version)]);
-        ++version;
-        connection.exec("DELETE FROM schema_version");
-        connection.prepare("INSERT INTO schema_version (version) VALUES (?)")
-            .bind(1, std::int64_t{version})
-            .run();
-        transaction.commit();
-    }
-    return version;
+    return applyMigrations(connection, steps);
 }
 
 } // namespace tailwise::backend

@@ -59,6 +59,11 @@ Statement &Statement::bind(int index, std::optional<double> value)
     return value ? bind(index, *value) : bindNull(index);
 }
 
+Statement &Statement::bind(int index, std::optional<std::int64_t> value)
+{
+    return value ? bind(index, *value) : bindNull(index);
+}
+
 Statement &Statement::bindNull(int index)
 {
     const int rc = sqlite3_bind_null(statement_, index);
@@ -82,6 +87,11 @@ void Statement::run()
     while (step()) {
     }
     // Ready to run again with new bindings, as bulk inserts do.
+    reset();
+}
+
+void Statement::reset()
+{
     sqlite3_reset(statement_);
 }
 
@@ -164,6 +174,63 @@ void Transaction::commit()
 {
     connection_.exec("COMMIT");
     done_ = true;
+}
+
+void makeDurable(Connection &connection)
+{
+    connection.exec("PRAGMA journal_mode=WAL");
+    connection.exec("PRAGMA synchronous=FULL");
+}
+
+int applyMigrations(Connection &connection, std::span<const std::string_view> steps)
+{
+    connection.exec("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
+    int version = 0;
+    {
+        auto query = connection.prepare("SELECT version FROM schema_version");
+        if (query.step())
+            version = static_cast<int>(query.integer(0));
+    }
+    if (version > static_cast<int>(steps.size()))
+        throw std::runtime_error("database schema version " + std::to_string(version) +
+                                 " is newer than this server supports (" +
+                                 std::to_string(steps.size()) + ")");
+    while (version < static_cast<int>(steps.size())) {
+        Transaction transaction(connection);
+        connection.exec(steps[static_cast<std::size_t>(version)]);
+        ++version;
+        connection.exec("DELETE FROM schema_version");
+        connection.prepare("INSERT INTO schema_version (version) VALUES (?)")
+            .bind(1, std::int64_t{version})
+            .run();
+        transaction.commit();
+    }
+    return version;
+}
+
+ReadPool::ReadPool(const std::string &path, std::size_t size) : path_(path), size_(size) {}
+
+Connection &ReadPool::acquire()
+{
+    std::unique_lock lock(mutex_);
+    // Connections open on first need, after the writer has created the schema.
+    if (idle_.empty() && connections_.size() < size_) {
+        connections_.push_back(std::make_unique<Connection>(path_, Connection::Access::readOnly));
+        return *connections_.back();
+    }
+    available_.wait(lock, [this] { return !idle_.empty(); });
+    Connection *connection = idle_.back();
+    idle_.pop_back();
+    return *connection;
+}
+
+void ReadPool::release(Connection &connection)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        idle_.push_back(&connection);
+    }
+    available_.notify_one();
 }
 
 } // namespace tailwise::backend

@@ -89,37 +89,10 @@ UserRecord UserStore::fromRow(const Statement &row)
     return user;
 }
 
-ReadPool::ReadPool(const std::string &path, std::size_t size) : path_(path), size_(size) {}
-
-Connection &ReadPool::acquire()
-{
-    std::unique_lock lock(mutex_);
-    // Connections open on first need, after the writer has created the schema.
-    if (idle_.empty() && connections_.size() < size_) {
-        connections_.push_back(std::make_unique<Connection>(path_, Connection::Access::readOnly));
-        return *connections_.back();
-    }
-    available_.wait(lock, [this] { return !idle_.empty(); });
-    Connection *connection = idle_.back();
-    idle_.pop_back();
-    return *connection;
-}
-
-void ReadPool::release(Connection &connection)
-{
-    {
-        const std::lock_guard lock(mutex_);
-        idle_.push_back(&connection);
-    }
-    available_.notify_one();
-}
-
 UserStore::UserStore(const std::string &path, std::size_t readers)
     : connection_(path), readers_(path, readers)
 {
-    connection_.exec("PRAGMA journal_mode=WAL");
-    // FULL: an acknowledged account survives a power cut, not only a crash.
-    connection_.exec("PRAGMA synchronous=FULL");
+    makeDurable(connection_);
     connection_.exec("PRAGMA foreign_keys=ON");
     migrate(connection_);
 }

@@ -2,7 +2,6 @@
 
 #include "Sqlite.h"
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -92,38 +91,6 @@ struct Attempt
     } state = reserved;
     int number = 0;
     std::int64_t lockedUntil = 0;
-};
-
-// Hands out a few read-only connections, one caller each; WAL lets them read while the
-// writer writes, so a long search never holds up a sign-in.
-class ReadPool
-{
-public:
-    ReadPool(const std::string &path, std::size_t size);
-
-    template <typename Work>
-    auto run(Work work)
-    {
-        Connection &connection = acquire();
-        struct Release
-        {
-            ReadPool &pool;
-            Connection &connection;
-            ~Release() { pool.release(connection); }
-        } release{*this, connection};
-        return work(connection);
-    }
-
-private:
-    Connection &acquire();
-    void release(Connection &connection);
-
-    std::string path_;
-    std::size_t size_;
-    std::mutex mutex_;
-    std::condition_variable available_;
-    std::vector<std::unique_ptr<Connection>> connections_;
-    std::vector<Connection *> idle_;
 };
 
 // The users, their sessions and the mail outbox in one SQLite database. Writes go through one

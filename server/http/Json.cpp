@@ -28,15 +28,19 @@ bool nestingWithin(std::string_view text, std::size_t limit)
     return true;
 }
 
-std::optional<Json> parseJson(std::string_view text, std::size_t maxDepth)
+template <typename Value>
+std::optional<Value> parseJson(std::string_view text, std::size_t maxDepth)
 {
     if (!nestingWithin(text, maxDepth))
         return std::nullopt;
-    Json value = Json::parse(text, nullptr, false);
+    Value value = Value::parse(text, nullptr, false);
     if (value.is_discarded())
         return std::nullopt;
     return value;
 }
+
+template std::optional<Json> parseJson<Json>(std::string_view, std::size_t);
+template std::optional<OrderedJson> parseJson<OrderedJson>(std::string_view, std::size_t);
 
 std::string dumpJson(const Json &value, int indent)
 {

@@ -42,18 +42,6 @@ std::string putData(std::string_view path, const NodePtr &value)
 
 } // namespace
 
-Event QueuedBytes::event(std::string text)
-{
-    const std::size_t bytes = text.size();
-    used_ += bytes;
-    // The deleter keeps the counter alive: an event may outlive the database in a write.
-    return Event(new std::string(std::move(text)),
-                 [self = shared_from_this(), bytes](const std::string *done) {
-                     self->used_ -= bytes;
-                     delete done;
-                 });
-}
-
 std::string sseEvent(std::string_view name, std::string_view dataJson)
 {
     std::string event = "event: ";

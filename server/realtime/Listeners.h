@@ -3,6 +3,7 @@
 #include "Query.h"
 #include "Tree.h"
 #include "http/HttpServer.h"
+#include "http/QueuedBytes.h"
 
 #include <atomic>
 #include <deque>
@@ -52,24 +53,8 @@ struct ListenerOptions
     std::size_t maxDisconnectBytes = 1024 * 1024;
 };
 
-using Event = std::shared_ptr<const std::string>;
-
-// The event texts waiting in stream queues and writes, counted together. An event goes to
-// every stream on its location as the same text, so it takes its bytes once, for as long as
-// any stream still holds it.
-class QueuedBytes : public std::enable_shared_from_this<QueuedBytes>
-{
-public:
-    explicit QueuedBytes(std::size_t limit) : limit_(limit) {}
-
-    Event event(std::string text);
-    std::size_t used() const { return used_.load(); }
-    std::size_t limit() const { return limit_; }
-
-private:
-    std::atomic<std::size_t> used_{0};
-    const std::size_t limit_;
-};
+using net::QueuedBytes;
+using Event = net::QueuedEvent;
 
 std::string sseEvent(std::string_view name, std::string_view dataJson);
 

@@ -1,3 +1,4 @@
+#include "Platform/ApplicationState.h"
 #include "Platform/UserDefaults.h"
 
 #include <QGuiApplication>
@@ -31,6 +32,8 @@ int main(int argc, char **argv)
     QTemporaryDir home;
     qputenv("TAILWISE_HOME", home.path().toUtf8());
     QGuiApplication app(argc, argv);
+    // The app is in the background unless a test says otherwise (ActiveApplication).
+    ApplicationState::shared().setReportedState(Qt::ApplicationInactive);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -56,12 +56,7 @@ struct Recorder
 QVariant stored(const QString &path)
 {
     Database reader(QStringLiteral("reader"));
-    std::optional<QVariant> value;
-    reader.reference(path).getData([&](const std::optional<QString> &error, const DataSnapshot &s) {
-        value = error ? QVariant(QStringLiteral("<error> ") + *error) : s.value();
-    });
-    waitUntil([&] { return value.has_value(); });
-    return value.value_or(QStringLiteral("<no answer>"));
+    return storedValue(reader, path);
 }
 
 // Lets echoes and late events arrive after the writes were stored.

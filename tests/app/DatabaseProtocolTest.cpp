@@ -56,18 +56,24 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         StreamCase{"crlf",
                    "event: put\r\ndata: 1\r\n\r\nevent: patch\r\ndata: 2\r\n\r\n",
-                   {{"put", "1"}, {"patch", "2"}}},
+                   {{"put", "1", ""}, {"patch", "2", ""}}},
         StreamCase{"cr",
                    "event: put\rdata: 1\r\revent: keep-alive\rdata: null\r\r",
-                   {{"put", "1"}, {"keep-alive", "null"}}},
-        StreamCase{
-            "multiLineData", "event: put\ndata: {\"a\":\ndata: 1}\n\n", {{"put", "{\"a\":\n1}"}}},
+                   {{"put", "1", ""}, {"keep-alive", "null", ""}}},
+        StreamCase{"multiLineData",
+                   "event: put\ndata: {\"a\":\ndata: 1}\n\n",
+                   {{"put", "{\"a\":\n1}", ""}}},
         StreamCase{"commentsUnknownFieldsNoSpace",
                    ": hello\nid: 7\nretry: 10\nevent:cancel\ndata:why\n\n",
-                   {{"cancel", "why"}}},
+                   {{"cancel", "why", "7"}}},
+        StreamCase{"lastEventIdCarriesOverUntilCleared",
+                   "id: 1\ndata: a\n\ndata: b\n\nid\ndata: c\n\n",
+                   {{"message", "a", "1"}, {"message", "b", "1"}, {"message", "c", ""}}},
+        StreamCase{"unfinishedEventWaits",
+                   "event: put\ndata: 1\n\nevent: put\ndata: 2\n",
+                   {{"put", "1", ""}}},
         StreamCase{
-            "unfinishedEventWaits", "event: put\ndata: 1\n\nevent: put\ndata: 2\n", {{"put", "1"}}},
-        StreamCase{"unnamedAndEmpty", "data: x\n\n\n\nevent: connected\n\n", {{"message", "x"}}}),
+            "unnamedAndEmpty", "data: x\n\n\n\nevent: connected\n\n", {{"message", "x", ""}}}),
     [](const ::testing::TestParamInfo<StreamCase> &info) { return info.param.name; });
 
 // ---- keys, order and the tree ----

@@ -11,6 +11,13 @@ TEST(Deployment, PointsAtTheLocalStackUnlessConfigured)
     EXPECT_EQ(Deployment::backendUrl(), QUrl("http://127.0.0.1:8080"));
     EXPECT_EQ(Deployment::databaseUrl(), QUrl("http://127.0.0.1:9000"));
     EXPECT_EQ(Deployment::pushUrl(), QUrl("http://127.0.0.1:8081"));
+    {
+        const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "");
+        EXPECT_EQ(Deployment::oneSignalAppId(), "d06f00d0-7a11-4e15-9a5e-000000000001")
+            << "the relay's own default";
+    }
+    const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "0f0e0d0c-0000-4000-8000-000000000002");
+    EXPECT_EQ(Deployment::oneSignalAppId(), "0f0e0d0c-0000-4000-8000-000000000002");
 }
 
 TEST(Deployment, TakesServiceAddressesFromTheEnvironmentAndRefusesNonsense)

@@ -4,6 +4,7 @@
 #include "Module/Login/LoginDataManager.h"
 #include "Module/Register/ProfileRegister/RegisterProfileDataManager.h"
 #include "Module/Register/RegisterationDataManager.h"
+#include "Platform/ApplicationState.h"
 #include "Platform/Database.h"
 #include "Platform/UserDefaults.h"
 
@@ -69,6 +70,17 @@ QVariantMap FreshSettings::storedSettings() const
 bool waitUntil(const std::function<bool()> &done, int timeoutMs)
 {
     return QTest::qWaitFor(done, timeoutMs);
+}
+
+QVariant storedValue(Database &client, const QString &path)
+{
+    std::optional<QVariant> value;
+    client.reference(path).getData(
+        [&](const std::optional<QString> &error, const DataSnapshot &node) {
+            value = error ? QVariant(QStringLiteral("<error> ") + *error) : node.value();
+        });
+    EXPECT_TRUE(waitUntil([&] { return value.has_value(); }, 10000)) << path.toStdString();
+    return value.value_or(QStringLiteral("<no answer>"));
 }
 
 RecordingServer::RecordingServer()
@@ -163,7 +175,7 @@ void TailwiseServer::start(const QByteArray &backendPort, const QByteArray &data
                 for (const auto &[marker, url] : services)
                     if (line.startsWith(marker) && output.contains(line + '\n'))
                         *url = line.mid(marker.size()).trimmed();
-            return (!backendUrl_.isEmpty() && !databaseUrl_.isEmpty()) ||
+            return (!backendUrl_.isEmpty() && !databaseUrl_.isEmpty() && !pushUrl_.isEmpty()) ||
                    process_.state() == QProcess::NotRunning;
         },
         10000);
@@ -260,12 +272,14 @@ void LiveBackend::SetUp()
     ASSERT_TRUE(server_.isRunning()) << server_.startupLog().toStdString();
     backend_ = std::make_unique<ScopedEnvironment>("TAILWISE_BACKEND", server_.backendUrl());
     database_ = std::make_unique<ScopedEnvironment>("TAILWISE_DATABASE", server_.databaseUrl());
+    push_ = std::make_unique<ScopedEnvironment>("TAILWISE_PUSH", server_.pushUrl());
     appDatabase_ = std::make_unique<AppDatabase>();
 }
 
 void LiveBackend::TearDown()
 {
     appDatabase_.reset();
+    push_.reset();
     database_.reset();
     backend_.reset();
     FreshSettings::TearDown();
@@ -309,4 +323,31 @@ void LiveBackend::signIn(const QString &name, SessionHooks &hooks)
         name.toLower() + "@example.com", "pw-" + name,
         [&](bool, std::optional<QString>, std::optional<int>) { done = true; });
     EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
+}
+
+ActiveApplication::ActiveApplication()
+{
+    ApplicationState::shared().setReportedState(Qt::ApplicationActive);
+}
+
+ActiveApplication::~ActiveApplication()
+{
+    ApplicationState::shared().setReportedState(Qt::ApplicationInactive);
+}
+
+void RecordingDelegate::userNotificationCenter(NotificationCenter &,
+                                               const PushNotification &willPresent,
+                                               WillPresentCompletion completionHandler)
+{
+    presented.append(willPresent);
+    if (presentAs)
+        completionHandler(*presentAs);
+}
+
+void RecordingDelegate::userNotificationCenter(NotificationCenter &,
+                                               const NotificationResponse &didReceive,
+                                               DidReceiveCompletion completionHandler)
+{
+    opened.append(didReceive.notification);
+    completionHandler();
 }

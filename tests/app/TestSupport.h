@@ -13,6 +13,7 @@
 #include <QVariantMap>
 
 #include "Platform/Database.h"
+#include "Platform/NotificationCenter.h"
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,9 @@ std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageRes
 
 // Runs the event loop until `done` holds or the time is up.
 bool waitUntil(const std::function<bool()> &done, int timeoutMs = 5000);
+
+// The value at `path` as `client` reads it once (an error reads as a text saying so).
+QVariant storedValue(Database &client, const QString &path);
 
 struct RecordedRequest
 {
@@ -182,6 +186,8 @@ public:
     bool isRunning() const { return !backendUrl_.isEmpty(); }
     QByteArray backendUrl() const { return backendUrl_; }
     QByteArray databaseUrl() const { return databaseUrl_; }
+    // Empty when the push relay did not come up.
+    QByteArray pushUrl() const { return pushUrl_; }
     QString dataDir() const { return dataDir_.path(); }
     QString startupLog() const { return log_; }
 
@@ -206,7 +212,7 @@ private:
 
 class SessionHooks;
 
-// A fresh settings store and the backend and database addresses pointing at a real
+// A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.
 class LiveBackend : public FreshSettings
 {
@@ -223,5 +229,31 @@ protected:
     TailwiseServer server_;
     std::unique_ptr<ScopedEnvironment> backend_;
     std::unique_ptr<ScopedEnvironment> database_;
+    std::unique_ptr<ScopedEnvironment> push_;
     std::unique_ptr<AppDatabase> appDatabase_;
+};
+
+// The application is active for the scope, and not active again afterwards: the tests stand
+// in for the platform's report, so that no window a test opens changes it.
+class ActiveApplication
+{
+public:
+    ActiveApplication();
+    ~ActiveApplication();
+    ActiveApplication(const ActiveApplication &) = delete;
+    ActiveApplication &operator=(const ActiveApplication &) = delete;
+};
+
+// The application delegate's role as a test sees it; like the app's own, it never calls
+// will-present's completion unless told to.
+struct RecordingDelegate : NotificationCenterDelegate
+{
+    void userNotificationCenter(NotificationCenter &, const PushNotification &willPresent,
+                                WillPresentCompletion completionHandler) override;
+    void userNotificationCenter(NotificationCenter &, const NotificationResponse &didReceive,
+                                DidReceiveCompletion completionHandler) override;
+
+    std::optional<NotificationPresentationOptions> presentAs;
+    QList<PushNotification> presented;
+    QList<PushNotification> opened;
 };

@@ -24,16 +24,6 @@ protected:
         waitUntil([&] { return latest.isValid() && holds(latest.toMap()); }, 10000);
         return latest;
     }
-    QVariant storedValue(Database &client, const QString &path)
-    {
-        std::optional<QVariant> value;
-        client.reference(path).getData(
-            [&](const std::optional<QString> &error, const DataSnapshot &node) {
-                value = error ? QVariant(QStringLiteral("error: ") + *error) : node.value();
-            });
-        EXPECT_TRUE(waitUntil([&] { return value.has_value(); }, 10000)) << path.toStdString();
-        return value.value_or(QVariant());
-    }
 };
 
 TEST_F(UserMirror, TwoSignedInClientsSeeEachOtherAndAMessageOutlivesAServerCrash)

@@ -22,6 +22,7 @@ struct Event
 {
     std::string name;
     Json data;
+    std::string id = {}; // the `id:` line, when the stream sends one
     bool operator==(const Event &) const = default;
 };
 
@@ -89,29 +90,36 @@ public:
         return text;
     }
 
-    // The next event; nullopt when none arrives in time or the stream ended.
+    // The next event; nullopt when none arrives in time or the stream ended. Comments (such
+    // as keep-alives sent as ": ...") are skipped.
     std::optional<Event> next(std::chrono::milliseconds timeout = 5s)
     {
-        while (buffer_.find("\n\n") == std::string::npos)
-            if (!fill(timeout))
-                return std::nullopt;
-        const auto end = buffer_.find("\n\n");
-        const std::string block = buffer_.substr(0, end);
-        buffer_.erase(0, end + 2);
-        Event event;
-        std::string data;
-        std::size_t at = 0;
-        while (at < block.size()) {
-            const auto eol = std::min(block.find('\n', at), block.size());
-            const std::string line = block.substr(at, eol - at);
-            at = eol + 1;
-            if (line.starts_with("event: "))
-                event.name = line.substr(7);
-            else if (line.starts_with("data: "))
-                data += line.substr(6);
+        for (;;) {
+            while (buffer_.find("\n\n") == std::string::npos)
+                if (!fill(timeout))
+                    return std::nullopt;
+            const auto end = buffer_.find("\n\n");
+            const std::string block = buffer_.substr(0, end);
+            buffer_.erase(0, end + 2);
+            Event event;
+            std::optional<std::string> data;
+            std::size_t at = 0;
+            while (at < block.size()) {
+                const auto eol = std::min(block.find('\n', at), block.size());
+                const std::string line = block.substr(at, eol - at);
+                at = eol + 1;
+                if (line.starts_with("event: "))
+                    event.name = line.substr(7);
+                else if (line.starts_with("id: "))
+                    event.id = line.substr(4);
+                else if (line.starts_with("data: "))
+                    data = data.value_or("") + line.substr(6);
+            }
+            if (!data)
+                continue;
+            event.data = Json::parse(*data);
+            return event;
         }
-        event.data = Json::parse(data);
-        return event;
     }
 
     bool endedByServer(std::chrono::milliseconds timeout)

@@ -122,7 +122,7 @@ TEST(ServerProgram, RaisesItsOpenFilesLimitAndServesBeyondIt)
     TempDir dir("tailwise-program");
     const auto errorLog = dir.path() / "stderr.log";
     ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
-                          "--data-dir", (dir.path() / "data").string()},
+                          "--push-port", "0", "--data-dir", (dir.path() / "data").string()},
                          errorLog);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);

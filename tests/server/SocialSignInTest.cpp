@@ -473,8 +473,9 @@ TEST(SocialSignInSetup, AProviderMissingASettingStopsTheProgram)
     TempDir dir("tailwise-program");
     const auto errorLog = dir.path() / "stderr.log";
     ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
-                          "--data-dir", (dir.path() / "data").string(), "--oidc-issuer",
-                          "google=" + googleIssuer, "--oidc-client-id", "google=" + googleClient},
+                          "--push-port", "0", "--data-dir", (dir.path() / "data").string(),
+                          "--oidc-issuer", "google=" + googleIssuer, "--oidc-client-id",
+                          "google=" + googleClient},
                          errorLog);
     const auto status = server.wait(10s);
     ASSERT_TRUE(status) << "still running";

@@ -3,6 +3,7 @@
 #include "Common/Firebase/FirebaseNode.h"
 #include "Common/Firebase/FirebaseUserHandler.h"
 #include "Module/Chat/Model/ChatModels.h"
+#include "NotificationAlert/NotificationAlert.h"
 #include "Platform/Database.h"
 #include "Platform/Print.h"
 
@@ -28,11 +29,10 @@ Database &AppSessionHooks::database() const
     return database_ ? *database_ : Database::database();
 }
 
-void AppSessionHooks::userDidSignIn(const QString &userId)
+void AppSessionHooks::userDidSignIn(const QString &)
 {
-    print(QStringLiteral("NotificationAlert: not wired yet; notification record of user %1 "
-                         "not checked")
-              .arg(userId));
+    // The session is stored by now; the record is the signed-in user's.
+    NotificationAlert::sharedInstance().notificationExist();
 }
 
 void AppSessionHooks::mirrorSignedInUser(const QVariantMap &userData)

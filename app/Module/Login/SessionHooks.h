@@ -28,7 +28,7 @@ public:
 };
 
 // The mirror and the deactivation mark go to `database` (the app's client when none is
-// given). The push-settings hand-over is not wired yet and says so in the log.
+// given); the notification record is seeded through the app's client.
 class AppSessionHooks : public SessionHooks
 {
 public:
