@@ -133,6 +133,8 @@ void RecordingServer::serve(QTcpSocket *socket)
             socket->disconnectFromHost();
             return;
         }
+        if (reply_.silent)
+            return;
         socket->write("HTTP/1.1 " + QByteArray::number(reply_.status) +
                       " Canned\r\nContent-Type: " + reply_.contentType +
                       "\r\nContent-Length: " + QByteArray::number(reply_.body.size()) +

@@ -94,6 +94,7 @@ struct CannedReply
     QByteArray contentType = "application/json";
     QByteArray body = R"({"status": "1", "message": "ok"})";
     bool hangUp = false; // close the connection instead of answering
+    bool silent = false; // keep the connection open and never answer
 };
 
 // A loopback HTTP/1.1 server that records every request byte for byte and answers each with
