@@ -94,6 +94,35 @@ TEST_F(UserDefaultsStore, AWriterKilledMidWriteLeavesACompleteStore)
     }
 }
 
+TEST_F(UserDefaultsStore, WritesItsFileOncePerTurnHoweverManyKeysChange)
+{
+    UserDefaults store(settingsFile());
+    for (int i = 0; i < 10; ++i)
+        store.setInteger(i, QStringLiteral("key%1").arg(i));
+    EXPECT_EQ(store.fileWrites(), 0U) << "written before the turn ended";
+    ASSERT_TRUE(waitUntil([&] { return store.fileWrites() > 0; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(store.fileWrites(), 1U);
+    EXPECT_TRUE(store.synchronize());
+    EXPECT_EQ(store.fileWrites(), 1U) << "nothing was pending";
+
+    const UserDefaults reread(settingsFile());
+    EXPECT_EQ(reread.dictionaryRepresentation().size(), 10);
+    EXPECT_EQ(reread.integer(QStringLiteral("key9")), 9);
+}
+
+TEST_F(UserDefaultsStore, AChangeLeftForTheLoopIsWrittenWhenTheApplicationGoesAway)
+{
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TAILWISE_TEST_STORE_AT_EXIT"), settingsFile());
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    ASSERT_TRUE(child.waitForFinished(10000));
+    ASSERT_EQ(child.exitCode(), 0) << child.readAllStandardError().toStdString();
+    EXPECT_EQ(UserDefaults(settingsFile()).string(QStringLiteral("lastChange")), "kept");
+}
+
 using LoginDefaultsStore = FreshSettings;
 
 TEST_F(LoginDefaultsStore, UnsettingAPropertyRemovesItsKey)
@@ -122,10 +151,14 @@ TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus
     AccessToken::setCurrent(QStringLiteral("fb-token"));
     AuthenticationToken::setCurrent(QStringLiteral("fb-id-token"));
 
+    UserDefaults::standard().synchronize();
+    const quint64 writes = UserDefaults::standard().fileWrites();
+
     defaults.logOut();
 
     EXPECT_EQ(storedSettings(),
               (QVariantMap{{"switchState", "on"}, {"RegisterStatus", "Success"}}));
+    EXPECT_EQ(UserDefaults::standard().fileWrites(), writes + 1) << "one write for the sign-out";
     EXPECT_FALSE(GIDSignIn::sharedInstance().currentUser());
     EXPECT_EQ(AccessToken::current(), std::nullopt);
     EXPECT_EQ(AuthenticationToken::current(), std::nullopt);

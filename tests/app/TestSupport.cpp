@@ -56,6 +56,7 @@ QString FreshSettings::settingsFile() const
 
 QVariantMap FreshSettings::storedSettings() const
 {
+    UserDefaults::standard().synchronize();
     QFile file(settingsFile());
     if (!file.exists())
         return {};

@@ -54,7 +54,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
     QString settingsFile() const;
-    // The store's file as JSON, or an error note that fails any comparison.
+    // The store's file as JSON once the standard store has written what it holds, or an error
+    // note that fails any comparison.
     QVariantMap storedSettings() const;
 
     QTemporaryDir home_;
