@@ -17,19 +17,14 @@ const double pinnedMs = 1772357415000.0;
 class ChatRecords : public FreshSettings
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        setCurrentDateProvider([this] { return now_; });
-    }
     void TearDown() override
     {
-        setCurrentDateProvider({});
         DeviceToken::shared().setDeviceToken(QString());
         FreshSettings::TearDown();
     }
 
     QDateTime now_ = pinnedNow;
+    const ScopedCurrentDate clock_{[this] { return now_; }};
 };
 
 QVariantMap storedMessage()

@@ -237,15 +237,7 @@ std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageRes
     };
 }
 
-AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app")))
-{
-    Database::setDatabase(client_.get());
-}
-
-AppDatabase::~AppDatabase()
-{
-    Database::setDatabase(nullptr);
-}
+AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app"))) {}
 
 bool AppDatabase::waitUntilWritten(int timeoutMs)
 {

@@ -12,6 +12,9 @@
 #include <QTest>
 #include <QVariantMap>
 
+#include "Common/Extensions/DateExtension.h"
+#include "Common/Network/RealtimeReads.h"
+#include "Module/Login/SessionHooks.h"
 #include "Platform/Database.h"
 #include "Platform/NotificationCenter.h"
 
@@ -45,6 +48,40 @@ private:
     bool had_;
     QByteArray old_;
 };
+
+namespace detail {
+template <typename Setter>
+struct InstalledBy;
+template <typename Value>
+struct InstalledBy<Value (*)(Value)>
+{
+    using type = Value;
+};
+} // namespace detail
+
+// Replaces one of the app's process-wide defaults for a scope and puts back whatever was
+// installed before, also when a failed assertion ends the test early. `install` is the
+// default's setter, which answers what it replaces.
+template <auto install>
+class ScopedStandard
+{
+public:
+    using Value = typename detail::InstalledBy<decltype(install)>::type;
+
+    explicit ScopedStandard(Value replacement) : previous_(install(std::move(replacement))) {}
+    ~ScopedStandard() { install(std::move(previous_)); }
+    ScopedStandard(const ScopedStandard &) = delete;
+    ScopedStandard &operator=(const ScopedStandard &) = delete;
+
+private:
+    Value previous_;
+};
+
+using ScopedSessionHooks = ScopedStandard<&SessionHooks::setStandard>;
+using ScopedRealtimeReads = ScopedStandard<&RealtimeReads::setStandard>;
+using ScopedDatabase = ScopedStandard<&Database::setDatabase>;
+// An empty function stands for the system clock.
+using ScopedCurrentDate = ScopedStandard<&setCurrentDateProvider>;
 
 // Each test gets an empty settings store of its own: TAILWISE_HOME points at a fresh
 // directory and the standard store is re-read from there.
@@ -125,7 +162,6 @@ class AppDatabase
 {
 public:
     AppDatabase();
-    ~AppDatabase();
     AppDatabase(const AppDatabase &) = delete;
     AppDatabase &operator=(const AppDatabase &) = delete;
 
@@ -135,6 +171,7 @@ public:
 
 private:
     std::unique_ptr<Database> client_;
+    ScopedDatabase installed_{client_.get()};
 };
 
 // A fresh settings store, the backend address pointing at a recording server and the
@@ -211,8 +248,6 @@ private:
     QByteArray pushUrl_;
     QString log_;
 };
-
-class SessionHooks;
 
 // A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.
