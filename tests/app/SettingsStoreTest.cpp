@@ -125,19 +125,6 @@ TEST_F(UserDefaultsStore, AChangeLeftForTheLoopIsWrittenWhenTheApplicationGoesAw
 
 using LoginDefaultsStore = FreshSettings;
 
-TEST_F(LoginDefaultsStore, UnsettingAPropertyRemovesItsKey)
-{
-    LoginDefaults defaults;
-    defaults.setLedColour(3);
-    defaults.setUserName(QStringLiteral("Anna"));
-    EXPECT_EQ(LoginDefaults().ledColour(), 3) << "every instance reads the same store";
-    defaults.setLedColour(std::nullopt);
-    defaults.setUserName(std::nullopt);
-    EXPECT_EQ(storedSettings(), QVariantMap());
-    EXPECT_EQ(defaults.ledColour(), 0);
-    EXPECT_EQ(defaults.userName(), std::nullopt);
-}
-
 TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus)
 {
     LoginDefaults defaults;
@@ -145,6 +132,7 @@ TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus
     defaults.setLedColour(1);
     defaults.setReason(5);
     defaults.setSwitchState(QStringLiteral("on"));
+    EXPECT_EQ(LoginDefaults().ledColour(), 1) << "every instance reads the same store";
     UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
     GIDSignIn::sharedInstance().setCurrentUser(
         GIDGoogleUser{"anna@example.com", "Anna", "google-id-token"});
@@ -159,6 +147,8 @@ TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus
     EXPECT_EQ(storedSettings(),
               (QVariantMap{{"switchState", "on"}, {"RegisterStatus", "Success"}}));
     EXPECT_EQ(UserDefaults::standard().fileWrites(), writes + 1) << "one write for the sign-out";
+    EXPECT_EQ(defaults.ledColour(), 0) << "an absent number reads as none chosen";
+    EXPECT_EQ(defaults.userName(), std::nullopt);
     EXPECT_FALSE(GIDSignIn::sharedInstance().currentUser());
     EXPECT_EQ(AccessToken::current(), std::nullopt);
     EXPECT_EQ(AuthenticationToken::current(), std::nullopt);
