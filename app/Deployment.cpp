@@ -46,6 +46,24 @@ QString Deployment::homeDirectory()
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
 }
 
+std::chrono::milliseconds Deployment::requestTimeout()
+{
+    constexpr std::chrono::milliseconds fallback = std::chrono::seconds(30);
+    const QByteArray configured = qgetenv("TAILWISE_REQUEST_TIMEOUT_MS");
+    if (configured.isEmpty())
+        return fallback;
+    bool ok = false;
+    const int milliseconds = configured.toInt(&ok);
+    if (!ok || milliseconds <= 0) {
+        // Zero would mean "never give up" to the network layer: exactly what must not happen.
+        qWarning("TAILWISE_REQUEST_TIMEOUT_MS=%s is not a positive number of milliseconds; "
+                 "using %lld",
+                 configured.constData(), static_cast<long long>(fallback.count()));
+        return fallback;
+    }
+    return std::chrono::milliseconds(milliseconds);
+}
+
 QUrl Deployment::uploadUrl()
 {
     return serviceUrl("TAILWISE_UPLOADS", backendUrl().toString());

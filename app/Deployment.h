@@ -3,6 +3,8 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
+
 // Where the app's services live. Every value defaults to the local tailwise-server stack and
 // can be pointed elsewhere (a hosted backend, database or push service) through the
 // environment, which is also how tests reach servers on ephemeral ports.
@@ -20,6 +22,10 @@ public:
     static QString oneSignalAppId();
     // TAILWISE_HOME, default the platform's app-data location: settings and queues live here.
     static QString homeDirectory();
+    // TAILWISE_REQUEST_TIMEOUT_MS, default 30 s: how long a backend request may go without a
+    // byte moving before it is given up, so that a silent server ends in a failure rather
+    // than a progress indicator that never goes away.
+    static std::chrono::milliseconds requestTimeout();
     // TAILWISE_UPLOADS, default the backend, which serves the uploaded pictures itself.
     static QUrl uploadUrl();
     // TAILWISE_WEB: the product web site (terms, privacy policy, help); default the backend.

@@ -708,9 +708,11 @@ Database &Database::database()
     return *shared;
 }
 
-void Database::setDatabase(Database *replacement)
+Database *Database::setDatabase(Database *replacement)
 {
+    Database *const previous = replacementClient;
     replacementClient = replacement;
+    return previous;
 }
 
 DatabaseReference Database::reference()

@@ -23,7 +23,9 @@ public:
     // The app's client; it lives as long as the application object.
     static Database &database();
     // Makes `replacement` the app's client until it is set back with nullptr; not owned.
-    static void setDatabase(Database *replacement);
+    // Answers the replacement it replaces (nullptr for none), so that a scoped guard can put it
+    // back.
+    static Database *setDatabase(Database *replacement);
 
     DatabaseReference reference();
     DatabaseReference reference(const QString &withPath);

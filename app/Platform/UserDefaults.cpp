@@ -3,6 +3,7 @@
 #include "Deployment.h"
 #include "Platform/Print.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -29,9 +30,17 @@ QVariant fromJson(const QJsonValue &value)
 
 } // namespace
 
-UserDefaults::UserDefaults(QString filePath) : filePath_(std::move(filePath))
+UserDefaults::UserDefaults(QString filePath)
+    : filePath_(std::move(filePath)), flusher_(std::make_unique<QObject>())
 {
     load();
+    if (QCoreApplication *app = QCoreApplication::instance())
+        watchApplication(*app);
+}
+
+UserDefaults::~UserDefaults()
+{
+    synchronize();
 }
 
 QString UserDefaults::standardFilePath()
@@ -42,7 +51,14 @@ QString UserDefaults::standardFilePath()
 UserDefaults &UserDefaults::standard()
 {
     // Never destroyed: callbacks that run during shutdown may still read the session.
-    static UserDefaults *const instance = new UserDefaults(standardFilePath());
+    static UserDefaults *const instance = [] {
+        auto *store = new UserDefaults(standardFilePath());
+        // The app's store flushes where the app's event loop turns, whichever thread asked
+        // for it first.
+        if (const QCoreApplication *app = QCoreApplication::instance())
+            store->flusher_->moveToThread(app->thread());
+        return store;
+    }();
     return *instance;
 }
 
@@ -50,6 +66,9 @@ void UserDefaults::resetStandardUserDefaults()
 {
     UserDefaults &store = standard();
     const QMutexLocker lock(&store.mutex_);
+    // Changes not yet written belong to the file the store has been reading.
+    store.writeIfDirty();
+    store.dirty_ = false;
     store.filePath_ = standardFilePath();
     store.load();
 }
@@ -85,7 +104,7 @@ void UserDefaults::load()
         values_.insert(it.key(), fromJson(it.value()));
 }
 
-void UserDefaults::save() const
+bool UserDefaults::save()
 {
     QJsonObject object;
     for (auto it = values_.begin(); it != values_.end(); ++it)
@@ -95,9 +114,75 @@ void UserDefaults::save() const
     // target, so readers and crashes see either the old store or the new one.
     QSaveFile file(filePath_);
     if (!file.open(QIODevice::WriteOnly) ||
-        file.write(QJsonDocument(object).toJson(QJsonDocument::Indented)) < 0 || !file.commit())
+        file.write(QJsonDocument(object).toJson(QJsonDocument::Indented)) < 0 || !file.commit()) {
         print(
             QStringLiteral("UserDefaults: cannot write %1: %2").arg(filePath_, file.errorString()));
+        return false;
+    }
+    ++fileWrites_;
+    return true;
+}
+
+bool UserDefaults::writeIfDirty()
+{
+    if (dirty_)
+        dirty_ = !save();
+    return !dirty_;
+}
+
+// Called with the lock held, or before the store is shared.
+void UserDefaults::watchApplication(QCoreApplication &app)
+{
+    if (quitWatched_)
+        return;
+    quitWatched_ = true;
+    // Direct: the event loop that would deliver a queued call is ending or gone. The
+    // application object going away covers an application that never ran its loop.
+    const auto lastWrite = [this] {
+        const QMutexLocker lock(&mutex_);
+        quitting_ = true;
+        writeIfDirty();
+    };
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, flusher_.get(), lastWrite,
+                     Qt::DirectConnection);
+    QObject::connect(&app, &QObject::destroyed, flusher_.get(), lastWrite, Qt::DirectConnection);
+}
+
+// Called with the lock held.
+void UserDefaults::changed()
+{
+    dirty_ = true;
+    QCoreApplication *const app = QCoreApplication::instance();
+    if (!app || quitting_) {
+        // No event loop will turn again, or ever did, to run a scheduled flush.
+        writeIfDirty();
+        return;
+    }
+    watchApplication(*app);
+    if (flushPending_)
+        return;
+    flushPending_ = true;
+    QMetaObject::invokeMethod(
+        flusher_.get(), [this] { flushScheduled(); }, Qt::QueuedConnection);
+}
+
+void UserDefaults::flushScheduled()
+{
+    const QMutexLocker lock(&mutex_);
+    flushPending_ = false;
+    writeIfDirty();
+}
+
+bool UserDefaults::synchronize()
+{
+    const QMutexLocker lock(&mutex_);
+    return writeIfDirty();
+}
+
+quint64 UserDefaults::fileWrites() const
+{
+    const QMutexLocker lock(&mutex_);
+    return fileWrites_;
 }
 
 std::optional<QVariant> UserDefaults::object(const QString &key) const
@@ -170,7 +255,7 @@ void UserDefaults::setValue(const QString &key, const QVariant &value)
 {
     const QMutexLocker lock(&mutex_);
     values_.insert(key, value);
-    save();
+    changed();
 }
 
 void UserDefaults::setString(const QString &value, const QString &key)
@@ -192,7 +277,7 @@ void UserDefaults::removeObject(const QString &key)
 {
     const QMutexLocker lock(&mutex_);
     if (values_.remove(key) > 0)
-        save();
+        changed();
 }
 
 bool UserDefaults::exists(const QString &key) const

@@ -5,11 +5,23 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <memory>
 #include <optional>
 
+class QCoreApplication;
+class QObject;
+
 // The device's key-value settings store. Values keep their type (text, integer, Boolean)
-// across restarts; the whole store is one JSON object in a file that is replaced atomically
-// on every write, so a crash leaves either the old or the new store, never a torn one.
+// across restarts; the whole store is one JSON object in a file that is replaced atomically,
+// so a crash leaves either the old or the new store, never a torn one.
+//
+// A change is in memory at once and reaches the file once per turn of the event loop of the
+// thread that created the store (for standard(), the application's thread), however many keys
+// change in that turn (signing out clears a
+// handful of keys in one write, not one each). The file is also written when the application
+// is about to quit or its object goes away, when the store is destroyed and on synchronize();
+// without a Qt application object every change is written at once. A crash between a change
+// and the end of its turn loses that turn's changes.
 //
 // One instance per file: two instances on the same file would each write their own view.
 // The application only ever uses standard(). Safe to use from any thread.
@@ -17,13 +29,14 @@ class UserDefaults
 {
 public:
     explicit UserDefaults(QString filePath);
+    ~UserDefaults();
     UserDefaults(const UserDefaults &) = delete;
     UserDefaults &operator=(const UserDefaults &) = delete;
 
     // The store under $TAILWISE_HOME (Deployment::homeDirectory()).
     static UserDefaults &standard();
-    // Drops what standard() holds in memory and reads its file again, from the home directory
-    // as it is configured now. References to standard() stay valid.
+    // Writes what standard() has pending to its file, then reads the store again from the home
+    // directory as it is configured now. References to standard() stay valid.
     static void resetStandardUserDefaults();
     static QString standardFilePath();
 
@@ -50,12 +63,30 @@ public:
 
     QVariantMap dictionaryRepresentation() const;
 
+    // Writes the changes not yet in the file now; false when they could not be written (they
+    // stay pending and go with the next write).
+    bool synchronize();
+    // How often this store has replaced its file.
+    quint64 fileWrites() const;
+
 private:
     void setValue(const QString &key, const QVariant &value);
+    void watchApplication(QCoreApplication &app);
+    void changed();
+    void flushScheduled();
+    bool writeIfDirty();
     void load();
-    void save() const;
+    bool save();
 
     mutable QMutex mutex_;
     QString filePath_;
     QVariantMap values_;
+    bool dirty_ = false;
+    bool flushPending_ = false;
+    bool quitWatched_ = false;
+    bool quitting_ = false;
+    quint64 fileWrites_ = 0;
+    // Receives the scheduled flush on the creating thread's event loop; with it go any still
+    // queued.
+    std::unique_ptr<QObject> flusher_;
 };

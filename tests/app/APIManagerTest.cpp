@@ -5,6 +5,8 @@
 #include "Common/Network/Link.h"
 #include "LoginDefaults.h"
 
+#include <QCoreApplication>
+#include <QNetworkReply>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -57,6 +59,16 @@ protected:
             ++outcome->failures;
             outcome->failure = failure;
         };
+    }
+
+    // Replies to the test's server still alive: each must be deleted once it has been handled,
+    // also when nobody hears its answer.
+    qsizetype liveReplies() const
+    {
+        const auto replies = QCoreApplication::instance()->findChildren<QNetworkReply *>();
+        return std::count_if(replies.begin(), replies.end(), [this](const QNetworkReply *reply) {
+            return reply->url().toString().toUtf8().startsWith(server_.url());
+        });
     }
 
     // The boundary named in the request's Content-Type header.
@@ -240,6 +252,28 @@ TEST_F(APIManagerRequests, DeliversAnswersByTheirJsonShapeNotTheirStatusCode)
         if (c.failures) {
             EXPECT_EQ(outcome->failure, (QMap<QString, QString>{{"message", temporary}})) << c.name;
         }
+    }
+    EXPECT_TRUE(waitUntil([&] { return liveReplies() == 0; }));
+}
+
+TEST_F(APIManagerRequests, GivesUpOnASilentServerAsOnADroppedConnection)
+{
+    const ScopedEnvironment timeout("TAILWISE_REQUEST_TIMEOUT_MS", "300");
+    CannedReply silence;
+    silence.silent = true;
+    server_.setReply(silence);
+    const auto json = call(ApiHTTPMethod::POST, API::login, QVariantMap{{"a", "b"}});
+    const auto form = upload(QVariantMap{{"a", "b"}}, QByteArray("x"), QString());
+    call(ApiHTTPMethod::POST, API::updateStatus, QVariantMap{{"status", "Offline"}});
+    ASSERT_TRUE(server_.waitForRequests(3));
+    // A reply is deleted only after its one callback has run, so once none is left every
+    // callback there will be has arrived.
+    ASSERT_TRUE(waitUntil([&] { return liveReplies() == 0; }));
+    for (const auto &outcome : {json, form}) {
+        EXPECT_EQ(outcome->successes, 0);
+        EXPECT_EQ(outcome->failures, 1);
+        EXPECT_EQ(outcome->failure,
+                  (QMap<QString, QString>{{"message", "Temporary error occured!"}}));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "Platform/ApplicationState.h"
 #include "Platform/UserDefaults.h"
 
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QTemporaryDir>
 
@@ -18,6 +19,16 @@
     }
 }
 
+// Run as a child by the store tests: a change the event loop never gets to write, made by a
+// store that is never destroyed (like the app's own), before the application object goes away.
+static int changeStoreAndEnd(const QString &path, int argc, char **argv)
+{
+    auto *store = new UserDefaults(path);
+    const QCoreApplication app(argc, argv);
+    store->setString(QStringLiteral("kept"), QStringLiteral("lastChange"));
+    return 0;
+}
+
 // The app's code needs a running Qt application object (event loop, fonts, QML engine), so
 // every app test runs inside one.
 int main(int argc, char **argv)
@@ -28,6 +39,8 @@ int main(int argc, char **argv)
         qputenv("QT_QUICK_BACKEND", "software");
     if (const QString path = qEnvironmentVariable("TAILWISE_TEST_STORE_WRITER"); !path.isEmpty())
         keepWritingStore(path);
+    if (const QString path = qEnvironmentVariable("TAILWISE_TEST_STORE_AT_EXIT"); !path.isEmpty())
+        return changeStoreAndEnd(path, argc, argv);
     // No test may touch the settings of an app installed on this machine.
     QTemporaryDir home;
     qputenv("TAILWISE_HOME", home.path().toUtf8());

@@ -17,19 +17,14 @@ const double pinnedMs = 1772357415000.0;
 class ChatRecords : public FreshSettings
 {
 protected:
-    void SetUp() override
-    {
-        FreshSettings::SetUp();
-        setCurrentDateProvider([this] { return now_; });
-    }
     void TearDown() override
     {
-        setCurrentDateProvider({});
         DeviceToken::shared().setDeviceToken(QString());
         FreshSettings::TearDown();
     }
 
     QDateTime now_ = pinnedNow;
+    const ScopedCurrentDate clock_{[this] { return now_; }};
 };
 
 QVariantMap storedMessage()
@@ -140,6 +135,7 @@ TEST(ConversationIds, AreTheSameFromEitherSideAndGroupsKeepTheirOwn)
     EXPECT_EQ(conversationId("12", "7"), "7_12") << "by number, not by text";
     EXPECT_EQ(conversationId("07", "7"), "7_07");
     EXPECT_EQ(conversationId("7", "07"), "07_7");
+    EXPECT_EQ(conversationId("+12", "-3"), "-3_+12");
     EXPECT_EQ(uniqueChatId("12", "7", false), "7_12");
     EXPECT_EQ(uniqueChatId("5", "G1", true), "G1");
 }
@@ -147,8 +143,11 @@ TEST(ConversationIds, AreTheSameFromEitherSideAndGroupsKeepTheirOwn)
 TEST(ConversationIdsDeathTest, ANonNumericUserIdStopsTheApp)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(conversationId("7", "abc"), "found nil");
+    // Blanks around digits are no whole number either, though Qt's own parsing skips them.
+    for (const char *id : {"abc", " 12", "12 ", "\t12", "", "-"})
+        EXPECT_DEATH(conversationId("7", QString::fromLatin1(id)), "found nil") << '"' << id << '"';
     EXPECT_DEATH(uniqueChatId("G1", "5", false), "found nil");
+    EXPECT_DEATH(uniqueChatId("12\n", "5", false), "found nil");
 }
 
 } // namespace

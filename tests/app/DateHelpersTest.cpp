@@ -7,6 +7,7 @@
 #include "Constants.h"
 #include "Platform/UserDefaults.h"
 
+#include <gtest/gtest-spi.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
 
@@ -39,7 +40,6 @@ protected:
 
     void TearDown() override
     {
-        setCurrentDateProvider({});
         icu::TimeZone::setDefault(*savedZone_);
         UErrorCode status = U_ZERO_ERROR;
         icu::Locale::setDefault(savedLocale_, status);
@@ -56,10 +56,13 @@ protected:
         ASSERT_TRUE(U_SUCCESS(status));
     }
 
-    static void now(const QDateTime &instant)
+    void now(const QDateTime &instant)
     {
-        setCurrentDateProvider([instant] { return instant; });
+        clock_.reset();
+        clock_.emplace([instant] { return instant; });
     }
+    // The system clock again.
+    void unpinNow() { clock_.reset(); }
 
     static void language(const char *code)
     {
@@ -68,6 +71,7 @@ protected:
     }
 
 private:
+    std::optional<ScopedCurrentDate> clock_;
     std::unique_ptr<icu::TimeZone> savedZone_;
     icu::Locale savedLocale_;
     std::unique_ptr<ScopedEnvironment> machineZone_;
@@ -152,8 +156,24 @@ TEST_F(DateHelpers, NowIsStampedInWholeSeconds)
         EXPECT_EQ(unixTimeStamp(), 1551790923000.0) << zone;
     }
     // And with the real clock.
-    setCurrentDateProvider({});
+    unpinNow();
     EXPECT_EQ(QString::number(qint64(unixTimeStamp())).right(3), "000");
+}
+
+const QDateTime guardedNow = utc(2020, 1, 2, 3, 4, 5);
+
+void failWithTheClockReplaced()
+{
+    const ScopedCurrentDate clock([] { return guardedNow; });
+    ASSERT_NE(current(), guardedNow) << "fails on purpose";
+}
+
+TEST(ScopedStandards, PutBackWhatWasInstalledEvenWhenAnAssertionFails)
+{
+    const QDateTime outer = utc(2019, 3, 5, 13, 2, 3);
+    const ScopedCurrentDate clock([outer] { return outer; });
+    EXPECT_FATAL_FAILURE(failWithTheClockReplaced(), "fails on purpose");
+    EXPECT_EQ(current(), outer);
 }
 
 TEST_F(DateHelpers, ServerDatesAreCheckedStrictly)

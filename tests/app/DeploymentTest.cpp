@@ -32,4 +32,15 @@ TEST(Deployment, TakesServiceAddressesFromTheEnvironmentAndRefusesNonsense)
     }
 }
 
+TEST(Deployment, GivesUpOnRequestsAfterThirtySecondsUnlessToldAPositiveTime)
+{
+    // Zero would switch the network layer's timeout off altogether.
+    for (const QByteArray fallback : {"", "0", "-5", "soon"}) {
+        const ScopedEnvironment timeout("TAILWISE_REQUEST_TIMEOUT_MS", fallback);
+        EXPECT_EQ(Deployment::requestTimeout(), std::chrono::seconds(30)) << fallback.constData();
+    }
+    const ScopedEnvironment timeout("TAILWISE_REQUEST_TIMEOUT_MS", "250");
+    EXPECT_EQ(Deployment::requestTimeout(), std::chrono::milliseconds(250));
+}
+
 } // namespace

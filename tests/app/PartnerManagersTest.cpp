@@ -279,15 +279,13 @@ TEST_F(FreshSettings, OnlyTheTextOneReadsAsFavourite)
 {
     TableReads reads;
     reads.marks = {{"a", "1"}, {"b", "0"}, {"c", 1}, {"d", " 1"}};
-    RealtimeReads::setStandard(&reads);
     LoginDefaults().setUserId(QStringLiteral("me"));
     QStringList favourites;
     for (const char *other : {"a", "b", "c", "d", "missing"})
-        FindDogDataManager().isFaveUser(QString::fromUtf8(other), [&, other](bool favourite) {
+        FindDogDataManager(reads).isFaveUser(QString::fromUtf8(other), [&, other](bool favourite) {
             if (favourite)
                 favourites.append(QString::fromUtf8(other));
         });
-    RealtimeReads::setStandard(nullptr);
     EXPECT_EQ(favourites, QStringList{"a"});
     EXPECT_EQ(reads.asked.first(), "me/a") << "read under the signed-in user";
 }

@@ -94,20 +94,36 @@ TEST_F(UserDefaultsStore, AWriterKilledMidWriteLeavesACompleteStore)
     }
 }
 
-using LoginDefaultsStore = FreshSettings;
-
-TEST_F(LoginDefaultsStore, UnsettingAPropertyRemovesItsKey)
+TEST_F(UserDefaultsStore, WritesItsFileOncePerTurnHoweverManyKeysChange)
 {
-    LoginDefaults defaults;
-    defaults.setLedColour(3);
-    defaults.setUserName(QStringLiteral("Anna"));
-    EXPECT_EQ(LoginDefaults().ledColour(), 3) << "every instance reads the same store";
-    defaults.setLedColour(std::nullopt);
-    defaults.setUserName(std::nullopt);
-    EXPECT_EQ(storedSettings(), QVariantMap());
-    EXPECT_EQ(defaults.ledColour(), 0);
-    EXPECT_EQ(defaults.userName(), std::nullopt);
+    UserDefaults store(settingsFile());
+    for (int i = 0; i < 10; ++i)
+        store.setInteger(i, QStringLiteral("key%1").arg(i));
+    EXPECT_EQ(store.fileWrites(), 0U) << "written before the turn ended";
+    ASSERT_TRUE(waitUntil([&] { return store.fileWrites() > 0; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(store.fileWrites(), 1U);
+    EXPECT_TRUE(store.synchronize());
+    EXPECT_EQ(store.fileWrites(), 1U) << "nothing was pending";
+
+    const UserDefaults reread(settingsFile());
+    EXPECT_EQ(reread.dictionaryRepresentation().size(), 10);
+    EXPECT_EQ(reread.integer(QStringLiteral("key9")), 9);
 }
+
+TEST_F(UserDefaultsStore, AChangeLeftForTheLoopIsWrittenWhenTheApplicationGoesAway)
+{
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TAILWISE_TEST_STORE_AT_EXIT"), settingsFile());
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    ASSERT_TRUE(child.waitForFinished(10000));
+    ASSERT_EQ(child.exitCode(), 0) << child.readAllStandardError().toStdString();
+    EXPECT_EQ(UserDefaults(settingsFile()).string(QStringLiteral("lastChange")), "kept");
+}
+
+using LoginDefaultsStore = FreshSettings;
 
 TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus)
 {
@@ -116,16 +132,23 @@ TEST_F(LoginDefaultsStore, LogOutClearsTheSessionButNotTheSwitchOrRegisterStatus
     defaults.setLedColour(1);
     defaults.setReason(5);
     defaults.setSwitchState(QStringLiteral("on"));
+    EXPECT_EQ(LoginDefaults().ledColour(), 1) << "every instance reads the same store";
     UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
     GIDSignIn::sharedInstance().setCurrentUser(
         GIDGoogleUser{"anna@example.com", "Anna", "google-id-token"});
     AccessToken::setCurrent(QStringLiteral("fb-token"));
     AuthenticationToken::setCurrent(QStringLiteral("fb-id-token"));
 
+    UserDefaults::standard().synchronize();
+    const quint64 writes = UserDefaults::standard().fileWrites();
+
     defaults.logOut();
 
     EXPECT_EQ(storedSettings(),
               (QVariantMap{{"switchState", "on"}, {"RegisterStatus", "Success"}}));
+    EXPECT_EQ(UserDefaults::standard().fileWrites(), writes + 1) << "one write for the sign-out";
+    EXPECT_EQ(defaults.ledColour(), 0) << "an absent number reads as none chosen";
+    EXPECT_EQ(defaults.userName(), std::nullopt);
     EXPECT_FALSE(GIDSignIn::sharedInstance().currentUser());
     EXPECT_EQ(AccessToken::current(), std::nullopt);
     EXPECT_EQ(AuthenticationToken::current(), std::nullopt);

@@ -56,6 +56,7 @@ QString FreshSettings::settingsFile() const
 
 QVariantMap FreshSettings::storedSettings() const
 {
+    UserDefaults::standard().synchronize();
     QFile file(settingsFile());
     if (!file.exists())
         return {};
@@ -133,6 +134,8 @@ void RecordingServer::serve(QTcpSocket *socket)
             socket->disconnectFromHost();
             return;
         }
+        if (reply_.silent)
+            return;
         socket->write("HTTP/1.1 " + QByteArray::number(reply_.status) +
                       " Canned\r\nContent-Type: " + reply_.contentType +
                       "\r\nContent-Length: " + QByteArray::number(reply_.body.size()) +
@@ -234,15 +237,7 @@ std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageRes
     };
 }
 
-AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app")))
-{
-    Database::setDatabase(client_.get());
-}
-
-AppDatabase::~AppDatabase()
-{
-    Database::setDatabase(nullptr);
-}
+AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app"))) {}
 
 bool AppDatabase::waitUntilWritten(int timeoutMs)
 {

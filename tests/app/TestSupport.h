@@ -12,6 +12,9 @@
 #include <QTest>
 #include <QVariantMap>
 
+#include "Common/Extensions/DateExtension.h"
+#include "Common/Network/RealtimeReads.h"
+#include "Module/Login/SessionHooks.h"
 #include "Platform/Database.h"
 #include "Platform/NotificationCenter.h"
 
@@ -46,6 +49,40 @@ private:
     QByteArray old_;
 };
 
+namespace detail {
+template <typename Setter>
+struct InstalledBy;
+template <typename Value>
+struct InstalledBy<Value (*)(Value)>
+{
+    using type = Value;
+};
+} // namespace detail
+
+// Replaces one of the app's process-wide defaults for a scope and puts back whatever was
+// installed before, also when a failed assertion ends the test early. `install` is the
+// default's setter, which answers what it replaces.
+template <auto install>
+class ScopedStandard
+{
+public:
+    using Value = typename detail::InstalledBy<decltype(install)>::type;
+
+    explicit ScopedStandard(Value replacement) : previous_(install(std::move(replacement))) {}
+    ~ScopedStandard() { install(std::move(previous_)); }
+    ScopedStandard(const ScopedStandard &) = delete;
+    ScopedStandard &operator=(const ScopedStandard &) = delete;
+
+private:
+    Value previous_;
+};
+
+using ScopedSessionHooks = ScopedStandard<&SessionHooks::setStandard>;
+using ScopedRealtimeReads = ScopedStandard<&RealtimeReads::setStandard>;
+using ScopedDatabase = ScopedStandard<&Database::setDatabase>;
+// An empty function stands for the system clock.
+using ScopedCurrentDate = ScopedStandard<&setCurrentDateProvider>;
+
 // Each test gets an empty settings store of its own: TAILWISE_HOME points at a fresh
 // directory and the standard store is re-read from there.
 class FreshSettings : public ::testing::Test
@@ -54,7 +91,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
     QString settingsFile() const;
-    // The store's file as JSON, or an error note that fails any comparison.
+    // The store's file as JSON once the standard store has written what it holds, or an error
+    // note that fails any comparison.
     QVariantMap storedSettings() const;
 
     QTemporaryDir home_;
@@ -94,6 +132,7 @@ struct CannedReply
     QByteArray contentType = "application/json";
     QByteArray body = R"({"status": "1", "message": "ok"})";
     bool hangUp = false; // close the connection instead of answering
+    bool silent = false; // keep the connection open and never answer
 };
 
 // A loopback HTTP/1.1 server that records every request byte for byte and answers each with
@@ -123,7 +162,6 @@ class AppDatabase
 {
 public:
     AppDatabase();
-    ~AppDatabase();
     AppDatabase(const AppDatabase &) = delete;
     AppDatabase &operator=(const AppDatabase &) = delete;
 
@@ -133,6 +171,7 @@ public:
 
 private:
     std::unique_ptr<Database> client_;
+    ScopedDatabase installed_{client_.get()};
 };
 
 // A fresh settings store, the backend address pointing at a recording server and the
@@ -209,8 +248,6 @@ private:
     QByteArray pushUrl_;
     QString log_;
 };
-
-class SessionHooks;
 
 // A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.

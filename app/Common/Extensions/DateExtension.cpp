@@ -57,9 +57,9 @@ QDateTime current()
     return QDateTime::currentDateTimeUtc();
 }
 
-void setCurrentDateProvider(std::function<QDateTime()> provider)
+std::function<QDateTime()> setCurrentDateProvider(std::function<QDateTime()> provider)
 {
-    currentDateProvider() = std::move(provider);
+    return std::exchange(currentDateProvider(), std::move(provider));
 }
 
 DateFormatter dateFormater(const QString &pattern)

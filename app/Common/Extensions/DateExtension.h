@@ -31,8 +31,8 @@ std::optional<DateFormat> fromRawValue<DateFormat>(const QString &raw);
 // The current instant. Everything in the app that asks for "now" asks here.
 QDateTime current();
 // Replaces the clock behind current(), so that a test can pin "now"; an empty function puts the
-// system clock back.
-void setCurrentDateProvider(std::function<QDateTime()> provider);
+// system clock back. Answers the clock it replaces, so that a scoped guard can put it back.
+std::function<QDateTime()> setCurrentDateProvider(std::function<QDateTime()> provider);
 
 // A new formatter for the pattern, in the device's locale, calendar and time zone.
 DateFormatter dateFormater(const QString &pattern);

@@ -25,7 +25,8 @@ inline const QString status = QStringLiteral("status");
 } // namespace FirebaseNode
 
 // The key of the one-to-one conversation of two users, the same from either side: the smaller
-// id, "_", the larger. Ids are whole numbers; any other text stops the app.
+// id, "_", the larger. Ids are whole numbers (an optional sign and decimal digits, with nothing
+// around them); any other text stops the app.
 QString conversationId(const QString &firstUserId, const QString &secondUserId);
 // A group's conversation is keyed by the group's own id, `secondId`.
 QString uniqueChatId(const QString &firstId, const QString &secondId, bool forGroup);

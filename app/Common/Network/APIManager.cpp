@@ -225,16 +225,31 @@ void complete(QNetworkReply *reply, bool logTransportError, const APISuccess &su
         success({{QStringLiteral("data"), decoded->toArray().toVariantList()}});
 }
 
-// Sends on a session of its own that goes away once the answer has been handled.
-QNetworkReply *sendOnFreshSession(const QNetworkRequest &request, const QByteArray &verb,
-                                  const std::optional<QByteArray> &body)
+using ReplyHandler = std::function<void(QNetworkReply *)>;
+
+// The one place a reply is sent and let go: whatever ends it (an answer, a refused or dropped
+// connection, the timeout), its handler runs once and the reply is deleted later, once.
+QNetworkReply *send(QNetworkAccessManager &session, const QNetworkRequest &request,
+                    const QByteArray &verb, const std::optional<QByteArray> &body,
+                    ReplyHandler handle)
 {
-    auto *session = new QNetworkAccessManager;
-    QNetworkReply *reply = body ? session->sendCustomRequest(request, verb, *body)
-                                : session->sendCustomRequest(request, verb);
-    QObject::connect(reply, &QNetworkReply::finished, session, &QObject::deleteLater);
-    QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    QNetworkReply *reply = body ? session.sendCustomRequest(request, verb, *body)
+                                : session.sendCustomRequest(request, verb);
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, handle = std::move(handle)] {
+        handle(reply);
+        reply->deleteLater();
+    });
     return reply;
+}
+
+// Sends on a session of its own that goes away once the answer has been handled. The session
+// hangs off the application so that one still waiting at exit is cleaned up with it.
+void sendOnFreshSession(const QNetworkRequest &request, const QByteArray &verb,
+                        const std::optional<QByteArray> &body, ReplyHandler handle)
+{
+    auto *session = new QNetworkAccessManager(QCoreApplication::instance());
+    QNetworkReply *reply = send(*session, request, verb, body, std::move(handle));
+    QObject::connect(reply, &QNetworkReply::finished, session, &QObject::deleteLater);
 }
 
 QNetworkAccessManager &sharedSession()
@@ -258,6 +273,9 @@ QNetworkRequest APIManager::urlRequest(ApiHTTPMethod forMethod, const QString &a
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     // Our backend speaks HTTP/1.1 only; no h2c upgrade offer on plain connections.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // Without it a server that accepts and then says nothing holds the caller's progress
+    // indicator up for good; giving up takes the same path as a refused connection.
+    request.setTransferTimeout(static_cast<int>(Deployment::requestTimeout().count()));
     if (const auto token = LoginDefaults().userToken(); token && !token->isEmpty())
         request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
     return request;
@@ -287,18 +305,14 @@ void APIManager::apiCall(ApiHTTPMethod withMethod, const QString &appendingStr,
         // left to hear the answer, so it is sent and forgotten.
         print(QStringLiteral("request josn ") + description + QStringLiteral(" (background ") +
               Deployment::backgroundSessionIdentifier() + QLatin1Char(')'));
-        QNetworkReply *reply = sendOnFreshSession(request, verb, body);
-        QObject::connect(reply, &QNetworkReply::finished, reply,
-                         [reply] { noticeEndedSession(reply); });
+        sendOnFreshSession(request, verb, body, noticeEndedSession);
         return;
     }
 
     print(QStringLiteral("request josn ") + description);
-    QNetworkReply *reply = sendOnFreshSession(request, verb, body);
-    QObject::connect(reply, &QNetworkReply::finished, reply,
-                     [reply, success = std::move(success), failure = std::move(failure)] {
-                         complete(reply, true, success, failure);
-                     });
+    sendOnFreshSession(request, verb, body,
+                       [success = std::move(success), failure = std::move(failure)](
+                           QNetworkReply *reply) { complete(reply, true, success, failure); });
 }
 
 void APIManager::apiCallWithFormData(ApiHTTPMethod method, const QString &appendingStr,
@@ -313,13 +327,10 @@ void APIManager::apiCallWithFormData(ApiHTTPMethod method, const QString &append
                       QStringLiteral("multipart/form-data; boundary=") + boundary);
     const QByteArray body =
         createBodyWithParameters(andParams, filePathKey, imageData, type, boundary);
-    QNetworkReply *reply =
-        sharedSession().sendCustomRequest(request, rawValue(method).toLatin1(), body);
-    QObject::connect(reply, &QNetworkReply::finished, reply,
-                     [reply, success = std::move(success), failure = std::move(failure)] {
-                         complete(reply, false, success, failure);
-                         reply->deleteLater();
-                     });
+    send(sharedSession(), request, rawValue(method).toLatin1(), body,
+         [success = std::move(success), failure = std::move(failure)](QNetworkReply *reply) {
+             complete(reply, false, success, failure);
+         });
 }
 
 QByteArray APIManager::createBodyWithParameters(const std::optional<QVariantMap> &parameters,

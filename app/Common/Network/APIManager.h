@@ -21,7 +21,9 @@ using APIFailure = std::function<void(const QMap<QString, QString> &)>;
 // The HTTP status code decides nothing for the callbacks; one answer is also read here: a
 // 401 to a request that carried the stored session token ends that session
 // (LoginDefaults::endExpiredSession) before the callbacks run. Callbacks run later on the event
-// loop of the calling thread, never inside the call. Holds no state; make one wherever needed.
+// loop of the calling thread, never inside the call. A request during which nothing has moved
+// for Deployment::requestTimeout() is given up and fails like a refused connection, with
+// "Temporary error occured!". Holds no state; make one wherever needed.
 class APIManager
 {
 public:

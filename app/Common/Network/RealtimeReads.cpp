@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <utility>
+
 namespace {
 
 // An empty id would make the path name the whole node above it: answered "nothing there"
@@ -67,7 +69,7 @@ RealtimeReads &RealtimeReads::standard()
     return installed ? *installed : databaseReads;
 }
 
-void RealtimeReads::setStandard(RealtimeReads *reads)
+RealtimeReads *RealtimeReads::setStandard(RealtimeReads *reads)
 {
-    installed = reads;
+    return std::exchange(installed, reads);
 }

@@ -8,8 +8,8 @@
 
 // The one-off realtime-database reads the backend managers make: the signed-in user's node
 // after a profile fetch and a favourite mark. The standard reads go through the app's
-// database client; a read that fails answers "nothing there" and says so in the log. Tests
-// install their own with setStandard().
+// database client; a read that fails answers "nothing there" and says so in the log. Managers
+// take the reads in their constructor, standard() when given none.
 class RealtimeReads
 {
 public:
@@ -24,6 +24,7 @@ public:
                       std::function<void(const std::optional<QVariant> &mark)> done) = 0;
 
     static RealtimeReads &standard();
-    // nullptr restores the fallback. The reads are not owned.
-    static void setStandard(RealtimeReads *reads);
+    // nullptr restores the fallback. The reads are not owned. Answers the reads it replaces
+    // (nullptr for the fallback), so that a scoped guard can put them back.
+    static RealtimeReads *setStandard(RealtimeReads *reads);
 };

@@ -3,7 +3,6 @@
 #include "Common/Firebase/FirebaseNode.h"
 #include "Common/Network/API.h"
 #include "Common/Network/APIManager.h"
-#include "Common/Network/RealtimeReads.h"
 #include "LoginDefaults.h"
 #include "Platform/Database.h"
 
@@ -34,7 +33,9 @@ void writeFavouriteMark(const QString &userId, const QString &otherUserId, const
 
 } // namespace
 
-FindDogDataManager::FindDogDataManager() : userData_(std::make_shared<QList<User>>()) {}
+FindDogDataManager::FindDogDataManager(RealtimeReads &reads)
+    : userData_(std::make_shared<QList<User>>()), reads_(&reads)
+{}
 
 void FindDogDataManager::fetchallUsers(const QString &userId, const QString &filter,
                                        ResultCompletion completion)
@@ -99,9 +100,9 @@ void FindDogDataManager::isFaveUser(const QString &otherUserId,
                                     std::function<void(bool)> completion)
 {
     const QString signedIn = LoginDefaults().userId().value_or(QString());
-    RealtimeReads::standard().readFavouriteMark(
-        signedIn, otherUserId, [completion](const std::optional<QVariant> &mark) {
-            completion(mark && mark->typeId() == QMetaType::QString &&
-                       mark->toString() == QLatin1String("1"));
-        });
+    reads_->readFavouriteMark(signedIn, otherUserId,
+                              [completion](const std::optional<QVariant> &mark) {
+                                  completion(mark && mark->typeId() == QMetaType::QString &&
+                                             mark->toString() == QLatin1String("1"));
+                              });
 }

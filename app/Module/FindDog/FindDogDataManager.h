@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Common/Models/User.h"
+#include "Common/Network/RealtimeReads.h"
 #include "Module/Login/AccountCompletions.h"
 
 #include <QList>
@@ -10,11 +11,11 @@
 
 // Partner search and the favourites list. `userData` holds the rows of the latest list
 // answer in the backend's order; read it from the completion only, and start no second list
-// call before the first one's rows are read.
+// call before the first one's rows are read. The reads must outlive the manager's calls.
 class FindDogDataManager
 {
 public:
-    FindDogDataManager();
+    explicit FindDogDataManager(RealtimeReads &reads = RealtimeReads::standard());
 
     const QList<User> &userData() const { return *userData_; }
 
@@ -39,4 +40,5 @@ private:
                    const ListTexts &texts, ResultCompletion completion);
 
     std::shared_ptr<QList<User>> userData_;
+    RealtimeReads *reads_;
 };

@@ -7,6 +7,8 @@
 #include "Platform/Database.h"
 #include "Platform/Print.h"
 
+#include <utility>
+
 namespace {
 
 AppSessionHooks appHooks;
@@ -19,9 +21,9 @@ SessionHooks &SessionHooks::standard()
     return installed ? *installed : appHooks;
 }
 
-void SessionHooks::setStandard(SessionHooks *hooks)
+SessionHooks *SessionHooks::setStandard(SessionHooks *hooks)
 {
-    installed = hooks;
+    return std::exchange(installed, hooks);
 }
 
 Database &AppSessionHooks::database() const

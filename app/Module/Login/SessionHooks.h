@@ -21,10 +21,12 @@ public:
     // In the user's realtime node: "activate_status" = "Deactivate", "device_token" = "".
     virtual void markUserDeactivated(const QString &userId) = 0;
 
-    // AppSessionHooks on the app's database client unless others are set.
+    // AppSessionHooks on the app's database client unless others are set. Managers take the
+    // hooks in their constructor; this is what they get when given none.
     static SessionHooks &standard();
-    // nullptr restores the app's own. The hooks are not owned.
-    static void setStandard(SessionHooks *hooks);
+    // nullptr restores the app's own. The hooks are not owned. Answers the hooks it replaces
+    // (nullptr for the app's own), so that a scoped guard can put them back.
+    static SessionHooks *setStandard(SessionHooks *hooks);
 };
 
 // The mirror and the deactivation mark go to `database` (the app's client when none is

@@ -20,17 +20,18 @@ ProfileAnswer::ProfileAnswer(const QVariantMap &answer)
     profile_ = Profile(dictionary_);
 }
 
-void mirrorOwnProfile(const ProfileAnswer &read)
+void mirrorOwnProfile(const ProfileAnswer &read, SessionHooks &hooks)
 {
     // Another user's profile is that user's to publish.
     if (read.profile() && read.profile()->id == LoginDefaults().userId())
-        SessionHooks::standard().mirrorSignedInUser(read.profileDictionary());
+        hooks.mirrorSignedInUser(read.profileDictionary());
 }
 
 std::function<void(const QVariantMap &)>
-storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultCompletion completion)
+storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, SessionHooks &hooks,
+                   ResultCompletion completion)
 {
-    return [stored = std::move(stored),
+    return [stored = std::move(stored), hooks = &hooks,
             completion = std::move(completion)](const QVariantMap &answer) {
         const ProfileAnswer read(answer);
         if (!read.profile()) {
@@ -39,7 +40,7 @@ storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultComplet
         }
         print(QStringLiteral("userProfile Result ; ") + describeAnswer(read.profileDictionary()));
         *stored = read.profile();
-        mirrorOwnProfile(read);
+        mirrorOwnProfile(read, *hooks);
         completion(true, profileFetchedMessage);
     };
 }

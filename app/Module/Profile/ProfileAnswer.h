@@ -31,14 +31,17 @@ private:
 // The text a successful profile read reports; the screens use the stored profile, not it.
 inline const QString profileFetchedMessage = QStringLiteral("Profile fetched");
 
+class SessionHooks;
+
 // The signed-in user's own profile refreshes the user mirror in the realtime database.
-void mirrorOwnProfile(const ProfileAnswer &read);
+void mirrorOwnProfile(const ProfileAnswer &read, SessionHooks &hooks);
 
 // The answer handling of a profile read that reports every unusable answer as
 // (false, "Request failed!"): the first object of "data" replaces `stored` and is mirrored
-// when it is the signed-in user's.
+// through `hooks` when it is the signed-in user's. The hooks must outlive the call.
 std::function<void(const QVariantMap &)>
-storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, ResultCompletion completion);
+storeProfileOrFail(std::shared_ptr<std::optional<Profile>> stored, SessionHooks &hooks,
+                   ResultCompletion completion);
 
 // The picture as sent with a profile save: PNG at full size. None when encoding fails, so the
 // save goes out without a file part.

@@ -2,12 +2,13 @@
 
 #include "Common/Network/API.h"
 #include "Common/Network/APIManager.h"
-#include "Common/Network/RealtimeReads.h"
 #include "LoginDefaults.h"
 #include "Module/Profile/ProfileAnswer.h"
 #include "Platform/Print.h"
 
-ProfilleDataManager::ProfilleDataManager() : profile_(std::make_shared<std::optional<Profile>>()) {}
+ProfilleDataManager::ProfilleDataManager(SessionHooks &hooks, RealtimeReads &reads)
+    : profile_(std::make_shared<std::optional<Profile>>()), hooks_(&hooks), reads_(&reads)
+{}
 
 void ProfilleDataManager::fetchProfile(const QString &userId, ResultCompletion completion)
 {
@@ -15,21 +16,20 @@ void ProfilleDataManager::fetchProfile(const QString &userId, ResultCompletion c
     APIManager().apiCall(
         ApiHTTPMethod::POST, API::fetchUserProfile,
         QVariantMap{{QStringLiteral("user_id"), userId}},
-        [stored, completion](const QVariantMap &answer) {
+        [stored, hooks = hooks_, reads = reads_, completion](const QVariantMap &answer) {
             const ProfileAnswer read(answer);
             if (read.profile()) {
                 print(QStringLiteral("userProfile Result ; ") +
                       describeAnswer(read.profileDictionary()));
                 *stored = read.profile();
-                mirrorOwnProfile(read);
+                mirrorOwnProfile(read, *hooks);
                 // The realtime node is read once so that it is cached before the screen
                 // shows the profile; its content does not change what the backend said.
                 const QString signedIn = LoginDefaults().userId().value_or(QString());
-                RealtimeReads::standard().readUserNode(
-                    signedIn, [completion](const QVariantMap &node) {
-                        print(QStringLiteral("userProfile Firebase ; ") + describeAnswer(node));
-                        completion(true, profileFetchedMessage);
-                    });
+                reads->readUserNode(signedIn, [completion](const QVariantMap &node) {
+                    print(QStringLiteral("userProfile Firebase ; ") + describeAnswer(node));
+                    completion(true, profileFetchedMessage);
+                });
             } else if (!read.hasData()) {
                 completion(false, textField(answer, QStringLiteral("message"))
                                       .value_or(QStringLiteral("User does not exist!")));
@@ -53,5 +53,5 @@ void ProfilleDataManager::updateOnlineOfflineStatus(const QString &userId, const
     APIManager().apiCall(
         ApiHTTPMethod::POST, API::updateStatus,
         QVariantMap{{QStringLiteral("user_id"), userId}, {QStringLiteral("status"), status}},
-        storeProfileOrFail(profile_, std::move(completion)), logProfileFailure);
+        storeProfileOrFail(profile_, *hooks_, std::move(completion)), logProfileFailure);
 }

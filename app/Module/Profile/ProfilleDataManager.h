@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Common/Models/User.h"
+#include "Common/Network/RealtimeReads.h"
 #include "Module/Login/AccountCompletions.h"
+#include "Module/Login/SessionHooks.h"
 
 #include <QImage>
 #include <QVariantMap>
@@ -12,11 +14,12 @@
 // The signed-in user's profile screen: fetch, save with a new picture, and the online or
 // offline report. Calls the REST layer cannot complete are logged and answer nobody.
 // The last fetched profile outlives the manager's callbacks, so a screen may drop the
-// manager while a call is under way.
+// manager while a call is under way; the hooks and reads it is given must outlive the calls.
 class ProfilleDataManager
 {
 public:
-    ProfilleDataManager();
+    explicit ProfilleDataManager(SessionHooks &hooks = SessionHooks::standard(),
+                                 RealtimeReads &reads = RealtimeReads::standard());
 
     // The last profile fetched; empty at creation.
     const std::optional<Profile> &profile() const { return *profile_; }
@@ -30,4 +33,6 @@ public:
 
 private:
     std::shared_ptr<std::optional<Profile>> profile_;
+    SessionHooks *hooks_;
+    RealtimeReads *reads_;
 };

@@ -4,8 +4,8 @@
 #include "Common/Network/APIManager.h"
 #include "Module/Profile/ProfileAnswer.h"
 
-RegisterProfileDataManager::RegisterProfileDataManager()
-    : profile_(std::make_shared<std::optional<Profile>>())
+RegisterProfileDataManager::RegisterProfileDataManager(SessionHooks &hooks)
+    : profile_(std::make_shared<std::optional<Profile>>()), hooks_(&hooks)
 {}
 
 std::pair<bool, QString> RegisterProfileDataManager::isUserDataValid(const FormFields &fields) const
@@ -20,7 +20,8 @@ void RegisterProfileDataManager::fetchUserProfile(const QString &userId,
 {
     APIManager().apiCall(ApiHTTPMethod::POST, API::fetchUserProfile,
                          QVariantMap{{QStringLiteral("user_id"), userId}},
-                         storeProfileOrFail(profile_, std::move(completion)), logProfileFailure);
+                         storeProfileOrFail(profile_, *hooks_, std::move(completion)),
+                         logProfileFailure);
 }
 
 void RegisterProfileDataManager::setUserProfile(const QVariantMap &parameters,

@@ -2,6 +2,7 @@
 
 #include "Common/Models/User.h"
 #include "Module/Login/AccountCompletions.h"
+#include "Module/Login/SessionHooks.h"
 
 #include <QImage>
 #include <QVariantMap>
@@ -10,11 +11,11 @@
 #include <optional>
 
 // The profile registration screen that follows sign-up: form check, the current profile and
-// the first full profile with its picture.
+// the first full profile with its picture. The hooks must outlive the manager's calls.
 class RegisterProfileDataManager
 {
 public:
-    RegisterProfileDataManager();
+    explicit RegisterProfileDataManager(SessionHooks &hooks = SessionHooks::standard());
 
     // The last profile fetched; empty at creation.
     const std::optional<Profile> &profile() const { return *profile_; }
@@ -27,4 +28,5 @@ public:
 
 private:
     std::shared_ptr<std::optional<Profile>> profile_;
+    SessionHooks *hooks_;
 };
