@@ -16,6 +16,12 @@ QUrl Deployment::serviceUrl(const char *variable, const QString &fallback)
     return url;
 }
 
+QString Deployment::text(const char *variable, const QString &fallback)
+{
+    const QString configured = qEnvironmentVariable(variable).trimmed();
+    return configured.isEmpty() ? fallback : configured;
+}
+
 QUrl Deployment::backendUrl()
 {
     return serviceUrl("TAILWISE_BACKEND", QStringLiteral("http://127.0.0.1:8080"));
@@ -33,9 +39,7 @@ QUrl Deployment::pushUrl()
 
 QString Deployment::oneSignalAppId()
 {
-    const QString configured = qEnvironmentVariable("TAILWISE_PUSH_APP_ID");
-    return configured.isEmpty() ? QStringLiteral("d06f00d0-7a11-4e15-9a5e-000000000001")
-                                : configured;
+    return text("TAILWISE_PUSH_APP_ID", QStringLiteral("d06f00d0-7a11-4e15-9a5e-000000000001"));
 }
 
 QString Deployment::homeDirectory()
@@ -76,17 +80,70 @@ QUrl Deployment::webUrl()
 
 QString Deployment::storageBucket()
 {
-    const QString configured = qEnvironmentVariable("TAILWISE_STORAGE");
-    return configured.isEmpty() ? QStringLiteral("gs://tailwise-local") : configured;
+    return text("TAILWISE_STORAGE", QStringLiteral("gs://tailwise-local"));
 }
 
 QString Deployment::appStoreId()
 {
-    const QString configured = qEnvironmentVariable("TAILWISE_APPSTORE_ID");
-    return configured.isEmpty() ? QStringLiteral("0000000000") : configured;
+    return text("TAILWISE_APPSTORE_ID", QStringLiteral("0000000000"));
 }
 
 QString Deployment::backgroundSessionIdentifier()
 {
     return QStringLiteral("app.tailwise.Tailwise.background");
+}
+
+QString Deployment::configuredLocation()
+{
+    return text("TAILWISE_LOCATION", QString());
+}
+
+bool Deployment::locationServicesEnabled()
+{
+    return configuredLocation().compare(QLatin1String("off"), Qt::CaseInsensitive) != 0;
+}
+
+QString Deployment::adMobAppId()
+{
+    return text("TAILWISE_ADMOB_APP_ID", QStringLiteral("ca-app-pub-3940256099942544~1458002511"));
+}
+
+QString Deployment::bannerAdUnitId()
+{
+    return text("TAILWISE_ADMOB_BANNER_UNIT",
+                QStringLiteral("ca-app-pub-3940256099942544/2934735716"));
+}
+
+QString Deployment::bannerTestDevice()
+{
+    return text("TAILWISE_ADMOB_TEST_DEVICE", QString());
+}
+
+QString Deployment::placesKey()
+{
+    return text("TAILWISE_PLACES_KEY", QString());
+}
+
+QString Deployment::googleClientId()
+{
+    return text("TAILWISE_GOOGLE_CLIENT_ID",
+                QStringLiteral("tailwise-local.apps.googleusercontent.com"));
+}
+
+QString Deployment::googleApiKey()
+{
+    return text("TAILWISE_GOOGLE_API_KEY", QString());
+}
+
+QString Deployment::iOSAppLink()
+{
+    return text("TAILWISE_IOS_APP_LINK",
+                QStringLiteral("https://apps.apple.com/app/id") + appStoreId());
+}
+
+QString Deployment::androidAppLink()
+{
+    return text(
+        "TAILWISE_ANDROID_APP_LINK",
+        QStringLiteral("https://play.google.com/store/apps/details?id=app.tailwise.Tailwise"));
 }

@@ -37,6 +37,30 @@ public:
     // Reverse-domain identifier of the background transfers (the offline status report).
     static QString backgroundSessionIdentifier();
 
+    // TAILWISE_LOCATION: "latitude,longitude" puts the device there (LocationManager);
+    // "off" stands for the device's location services switched off. Default: empty.
+    static QString configuredLocation();
+    static bool locationServicesEnabled();
+
+    // TAILWISE_ADMOB_APP_ID and TAILWISE_ADMOB_BANNER_UNIT, default Google's published test
+    // ids, which only ever serve test ads: a build nobody configured cannot earn or cost money.
+    static QString adMobAppId();
+    static QString bannerAdUnitId();
+    // TAILWISE_ADMOB_TEST_DEVICE: a device that gets test ads from real units; default none.
+    static QString bannerTestDevice();
+    // TAILWISE_PLACES_KEY: the Google Places API key; default none.
+    static QString placesKey();
+    // TAILWISE_GOOGLE_CLIENT_ID: the app's Google sign-in client id, the one the server's
+    // `--oidc-client-id google=...` names; default the local stack's.
+    static QString googleClientId();
+    // TAILWISE_GOOGLE_API_KEY: the second Google API key; default none.
+    static QString googleApiKey();
+    // TAILWISE_IOS_APP_LINK, default the store page of appStoreId().
+    static QString iOSAppLink();
+    // TAILWISE_ANDROID_APP_LINK, default the Play store page of the app's package.
+    static QString androidAppLink();
+
 private:
     static QUrl serviceUrl(const char *variable, const QString &fallback);
+    static QString text(const char *variable, const QString &fallback);
 };

@@ -1,6 +1,10 @@
 #include "Platform/SignInKits.h"
 
-#include "Platform/Print.h"
+#include "Platform/ServiceKitLog.h"
+
+#include <QStringList>
+
+#include <algorithm>
 
 namespace {
 
@@ -24,10 +28,33 @@ GIDSignIn &GIDSignIn::sharedInstance()
     return instance;
 }
 
+void GIDSignIn::setClientID(QString clientID)
+{
+    clientID_ = std::move(clientID);
+    ServiceKitLog::shared().add(QStringLiteral("Google sign-in: client id %1").arg(clientID_));
+}
+
+void GIDSignIn::setDelegate(GIDSignInDelegate *delegate)
+{
+    delegate_ = delegate;
+    ServiceKitLog::shared().add(delegate ? QStringLiteral("Google sign-in: delegate set")
+                                         : QStringLiteral("Google sign-in: delegate cleared"));
+}
+
+bool GIDSignIn::handle(const QUrl &url) const
+{
+    if (clientID_.isEmpty())
+        return false;
+    QStringList labels = clientID_.split(QLatin1Char('.'));
+    std::reverse(labels.begin(), labels.end());
+    return url.scheme().compare(labels.join(QLatin1Char('.')), Qt::CaseInsensitive) == 0;
+}
+
 void GIDSignIn::signOut()
 {
-    print(QStringLiteral("GIDSignIn: signed out%1")
-              .arg(currentUser_ ? QStringLiteral(" ") + currentUser_->email : QString()));
+    ServiceKitLog::shared().add(
+        QStringLiteral("GIDSignIn: signed out%1")
+            .arg(currentUser_ ? QStringLiteral(" ") + currentUser_->email : QString()));
     currentUser_.reset();
 }
 
@@ -53,7 +80,7 @@ void AuthenticationToken::setCurrent(std::optional<QString> tokenString)
 
 void LoginManager::logOut()
 {
-    print(QStringLiteral("FBSDKLoginManager: logged out"));
+    ServiceKitLog::shared().add(QStringLiteral("FBSDKLoginManager: logged out"));
     facebookToken().reset();
     facebookIdToken().reset();
 }

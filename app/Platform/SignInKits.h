@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -18,10 +19,37 @@ struct GIDGoogleUser
     QString idToken;
 };
 
+class GIDSignIn;
+
+// The Google sign-in kit's delegate role, which the application delegate takes.
+class GIDSignInDelegate
+{
+public:
+    virtual ~GIDSignInDelegate() = default;
+    // A sign-in ended: with the account, or with the reason it failed.
+    virtual void sign(GIDSignIn &signIn, std::optional<GIDGoogleUser> didSignInFor,
+                      std::optional<QString> withError) = 0;
+    // The user took back the app's access to their account.
+    virtual void sign(GIDSignIn &signIn, const GIDGoogleUser &didDisconnectWith,
+                      std::optional<QString> withError) = 0;
+};
+
 class GIDSignIn
 {
 public:
     static GIDSignIn &sharedInstance();
+
+    // The app's client id at Google; the ID tokens the kit obtains are issued to it.
+    void setClientID(QString clientID);
+    QString clientID() const { return clientID_; }
+
+    // Not owned.
+    void setDelegate(GIDSignInDelegate *delegate);
+    GIDSignInDelegate *delegate() const { return delegate_; }
+
+    // A URL the app was opened with: true when it is Google sign-in's answer, which comes on
+    // the client id reversed as the scheme ("com.googleusercontent.apps.<number>").
+    bool handle(const QUrl &url) const;
 
     std::optional<GIDGoogleUser> currentUser() const { return currentUser_; }
     void setCurrentUser(std::optional<GIDGoogleUser> user) { currentUser_ = std::move(user); }
@@ -31,6 +59,8 @@ public:
 private:
     GIDSignIn() = default;
     std::optional<GIDGoogleUser> currentUser_;
+    QString clientID_;
+    GIDSignInDelegate *delegate_ = nullptr;
 };
 
 // Facebook's access token: one current token per process, shared by every LoginManager.

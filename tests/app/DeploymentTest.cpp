@@ -1,4 +1,5 @@
 #include "Deployment.h"
+#include "Constants.h"
 #include "TestSupport.h"
 
 namespace {
@@ -41,6 +42,25 @@ TEST(Deployment, GivesUpOnRequestsAfterThirtySecondsUnlessToldAPositiveTime)
     }
     const ScopedEnvironment timeout("TAILWISE_REQUEST_TIMEOUT_MS", "250");
     EXPECT_EQ(Deployment::requestTimeout(), std::chrono::milliseconds(250));
+}
+
+TEST(Deployment, ServiceIdentifiersDefaultToGooglesTestIdsAndTheStoreLinksToTheApp)
+{
+    const ScopedEnvironment appId("TAILWISE_ADMOB_APP_ID", "");
+    const ScopedEnvironment banner("TAILWISE_ADMOB_BANNER_UNIT", "");
+    const ScopedEnvironment storeId("TAILWISE_APPSTORE_ID", "1234567890");
+    const ScopedEnvironment iosLink("TAILWISE_IOS_APP_LINK", "");
+    EXPECT_EQ(Deployment::adMobAppId(), "ca-app-pub-3940256099942544~1458002511");
+    EXPECT_EQ(Deployment::bannerAdUnitId(), "ca-app-pub-3940256099942544/2934735716");
+    EXPECT_EQ(Deployment::iOSAppLink(), "https://apps.apple.com/app/id1234567890");
+    {
+        const ScopedEnvironment configured("TAILWISE_ADMOB_APP_ID", " ca-app-pub-1~2 ");
+        EXPECT_EQ(Deployment::adMobAppId(), "ca-app-pub-1~2");
+    }
+
+    const QString shared = ShareAppLink("Komm zu Tailwise!");
+    EXPECT_TRUE(shared.startsWith("Komm zu Tailwise!\n")) << shared.toStdString();
+    EXPECT_TRUE(shared.contains(iOSAppLink) && shared.contains(androidAppLink));
 }
 
 } // namespace
