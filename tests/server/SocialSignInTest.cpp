@@ -1,18 +1,14 @@
 // Google and Facebook sign-in over real HTTP: the ID token must be the provider's, for our
 // app, fresh, and for a verified address; the account keeps the identity it was proved with.
-// Tokens are minted here with keys of the test's own, published as a key set file or by a
-// small HTTP server on the loopback address.
+// Tokens are minted with the tests' own keys, published as a key set file or by a small HTTP
+// server on the loopback address.
 
+#include "TestIdTokens.h"
 #include "ServerProcess.h"
 #include "TestServer.h"
 
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
-#include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <openssl/rsa.h>
-#include <sodium.h>
 
 #include <gtest/gtest.h>
 
@@ -28,142 +24,12 @@ using nlohmann::json;
 
 namespace {
 
-const std::string googleIssuer = "https://accounts.google.com";
-const std::string googleClient = "tailwise-test.apps.googleusercontent.com";
-const std::string facebookIssuer = "https://www.facebook.com";
-const std::string facebookClient = "1234567890";
 constexpr std::int64_t now = TestServer::startMs / 1000;
 
-std::string base64Url(std::string_view bytes)
-{
-    std::string text(
-        sodium_base64_ENCODED_LEN(bytes.size(), sodium_base64_VARIANT_URLSAFE_NO_PADDING), '\0');
-    sodium_bin2base64(text.data(), text.size(),
-                      reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size(),
-                      sodium_base64_VARIANT_URLSAFE_NO_PADDING);
-    text.resize(std::strlen(text.c_str()));
-    return text;
-}
-
-std::string bignumBytes(EVP_PKEY *key, const char *name, int size = 0)
-{
-    BIGNUM *number = nullptr;
-    EVP_PKEY_get_bn_param(key, name, &number);
-    std::string bytes(static_cast<std::size_t>(size ? size : BN_num_bytes(number)), '\0');
-    BN_bn2binpad(number, reinterpret_cast<unsigned char *>(bytes.data()),
-                 static_cast<int>(bytes.size()));
-    BN_free(number);
-    return bytes;
-}
-
-// A signing key of a provider, with its public half as a JSON Web Key.
-class SigningKey
-{
-public:
-    static SigningKey rsa(std::string keyId)
-    {
-        return SigningKey(std::move(keyId), EVP_RSA_gen(2048), false);
-    }
-    static SigningKey p256(std::string keyId)
-    {
-        return SigningKey(std::move(keyId), EVP_EC_gen("P-256"), true);
-    }
-
-    const std::string &keyId() const { return keyId_; }
-    json jwk() const
-    {
-        if (ec_)
-            return {{"kty", "EC"},
-                    {"crv", "P-256"},
-                    {"kid", keyId_},
-                    {"x", base64Url(bignumBytes(key_.get(), OSSL_PKEY_PARAM_EC_PUB_X, 32))},
-                    {"y", base64Url(bignumBytes(key_.get(), OSSL_PKEY_PARAM_EC_PUB_Y, 32))}};
-        return {{"kty", "RSA"},
-                {"alg", "RS256"},
-                {"use", "sig"},
-                {"kid", keyId_},
-                {"n", base64Url(bignumBytes(key_.get(), OSSL_PKEY_PARAM_RSA_N))},
-                {"e", base64Url(bignumBytes(key_.get(), OSSL_PKEY_PARAM_RSA_E))}};
-    }
-    std::string sign(std::string_view input) const
-    {
-        EVP_MD_CTX *context = EVP_MD_CTX_new();
-        std::size_t length = 0;
-        EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, key_.get());
-        EVP_DigestSign(context, nullptr, &length,
-                       reinterpret_cast<const unsigned char *>(input.data()), input.size());
-        std::string signature(length, '\0');
-        EVP_DigestSign(context, reinterpret_cast<unsigned char *>(signature.data()), &length,
-                       reinterpret_cast<const unsigned char *>(input.data()), input.size());
-        EVP_MD_CTX_free(context);
-        signature.resize(length);
-        if (!ec_)
-            return signature;
-        // DER to the r || s form tokens carry.
-        const auto *der = reinterpret_cast<const unsigned char *>(signature.data());
-        ECDSA_SIG *parsed = d2i_ECDSA_SIG(nullptr, &der, static_cast<long>(signature.size()));
-        std::string raw(64, '\0');
-        BN_bn2binpad(ECDSA_SIG_get0_r(parsed), reinterpret_cast<unsigned char *>(raw.data()), 32);
-        BN_bn2binpad(ECDSA_SIG_get0_s(parsed), reinterpret_cast<unsigned char *>(raw.data()) + 32,
-                     32);
-        ECDSA_SIG_free(parsed);
-        return raw;
-    }
-    std::string algorithm() const { return ec_ ? "ES256" : "RS256"; }
-
-private:
-    SigningKey(std::string keyId, EVP_PKEY *key, bool ec)
-        : keyId_(std::move(keyId)), key_(key, EVP_PKEY_free), ec_(ec)
-    {}
-
-    std::string keyId_;
-    std::shared_ptr<EVP_PKEY> key_;
-    bool ec_;
-};
-
-std::string keySet(const std::vector<const SigningKey *> &keys)
-{
-    json set = {{"keys", json::array()}};
-    for (const SigningKey *key : keys)
-        set["keys"].push_back(key->jwk());
-    return set.dump();
-}
-
-std::string token(const json &header, const json &claims,
-                  const std::function<std::string(const std::string &)> &sign)
-{
-    const std::string input = base64Url(header.dump()) + "." + base64Url(claims.dump());
-    return input + "." + base64Url(sign(input));
-}
-
-std::string token(const SigningKey &key, const json &claims)
-{
-    return token({{"alg", key.algorithm()}, {"kid", key.keyId()}, {"typ", "JWT"}}, claims,
-                 [&](const std::string &input) { return key.sign(input); });
-}
-
-json googleClaims(const std::string &email, const std::string &subject = "g-1001")
-{
-    return {{"iss", googleIssuer},    {"aud", googleClient},
-            {"sub", subject},         {"email", email},
-            {"email_verified", true}, {"picture", "https://lh3.example.com/photo.jpg"},
-            {"iat", now - 10},        {"exp", now + 3600}};
-}
-
-// RSA key generation takes a while; the keys are the same for every test.
-const SigningKey &googleKey()
-{
-    static const SigningKey key = SigningKey::rsa("google-1");
-    return key;
-}
+// Keys are made on first use: most tests of this program never need one.
 const SigningKey &rotatedGoogleKey()
 {
     static const SigningKey key = SigningKey::rsa("google-2");
-    return key;
-}
-const SigningKey &facebookKey()
-{
-    static const SigningKey key = SigningKey::p256("facebook-1");
     return key;
 }
 
@@ -172,13 +38,13 @@ class SocialSignIn : public ::testing::Test
 protected:
     static TestServerOptions providers(const TempDir &keys)
     {
-        std::ofstream(keys.path() / "google.json") << keySet({&googleKey()});
-        std::ofstream(keys.path() / "facebook.json") << keySet({&facebookKey()});
         TestServerOptions options;
-        options.identityProviders["google"] = {googleIssuer, (keys.path() / "google.json").string(),
-                                               googleClient};
-        options.identityProviders["facebook"] = {
-            facebookIssuer, (keys.path() / "facebook.json").string(), facebookClient};
+        for (const TestProvider *provider : {&testGoogle(), &testFacebook()}) {
+            const auto file = keys.path() / (provider->name + ".json");
+            std::ofstream(file) << keySet({&provider->key});
+            options.identityProviders[provider->name] = {provider->issuer, file.string(),
+                                                         provider->clientId};
+        }
         return options;
     }
 
@@ -193,14 +59,14 @@ protected:
     }
     HttpReply google(const std::string &email, const std::string &subject = "g-1001")
     {
-        return signIn(token(googleKey(), googleClaims(email, subject)), email);
+        return signIn(signedToken(testGoogle().key, googleClaims(email, now, subject)), email);
     }
     HttpReply facebook(const std::string &email, const std::string &subject = "f-2002")
     {
-        json claims = googleClaims(email, subject);
-        claims["iss"] = facebookIssuer;
-        claims["aud"] = facebookClient;
-        return signIn(token(facebookKey(), claims), email, "facebook");
+        json claims = googleClaims(email, now, subject);
+        claims["iss"] = testFacebook().issuer;
+        claims["aud"] = testFacebook().clientId;
+        return signIn(signedToken(testFacebook().key, claims), email, "facebook");
     }
     json profile(const HttpReply &signedIn)
     {
@@ -226,7 +92,8 @@ TEST_F(SocialSignIn, AVerifiedIdentityMakesAnAccountAndSignsInAgain)
 
     // The request's address may differ in case, or be left out.
     for (const std::string email : {"cy@example.com", ""}) {
-        auto again = signIn(token(googleKey(), googleClaims("Cy@Example.com")), email);
+        auto again =
+            signIn(signedToken(testGoogle().key, googleClaims("Cy@Example.com", now)), email);
         ASSERT_TRUE(again.succeeded()) << again;
         EXPECT_EQ(again.field("is_new_account"), "false");
         EXPECT_EQ(again.field("user_id"), first.field("user_id"));
@@ -247,39 +114,38 @@ TEST_F(SocialSignIn, AVerifiedIdentityMakesAnAccountAndSignsInAgain)
 
 TEST_F(SocialSignIn, ForgedStaleOrForeignTokensAreRefusedAndStoreNothing)
 {
-    const json good = googleClaims("cy@example.com");
+    const json good = googleClaims("cy@example.com", now);
     const auto with = [&](json change) {
         json claims = good;
         claims.merge_patch(change);
-        return token(googleKey(), claims);
+        return signedToken(testGoogle().key, claims);
     };
     const SigningKey &stranger = rotatedGoogleKey();
-    const std::string header = R"({"alg":"RS256","kid":"google-1"})";
     const struct
     {
         const char *label;
         std::string idToken;
     } cases[] = {
         {"signed by another key under our key id",
-         token({{"alg", "RS256"}, {"kid", "google-1"}}, good,
-               [&](const std::string &input) { return stranger.sign(input); })},
-        {"unknown key id", token(stranger, good)},
-        {"alg none", token({{"alg", "none"}, {"kid", "google-1"}}, good,
-                           [](const std::string &) { return std::string(); })},
+         signedToken({{"alg", "RS256"}, {"kid", "google-1"}}, good,
+                     [&](const std::string &input) { return stranger.sign(input); })},
+        {"unknown key id", signedToken(stranger, good)},
+        {"alg none", signedToken({{"alg", "none"}, {"kid", "google-1"}}, good,
+                                 [](const std::string &) { return std::string(); })},
         {"HS256 keyed with the public key",
-         token({{"alg", "HS256"}, {"kid", "google-1"}}, good,
-               [](const std::string &input) {
-                   const std::string secret = googleKey().jwk().dump();
-                   unsigned char mac[EVP_MAX_MD_SIZE];
-                   unsigned length = 0;
-                   HMAC(EVP_sha256(), secret.data(), static_cast<int>(secret.size()),
-                        reinterpret_cast<const unsigned char *>(input.data()), input.size(), mac,
-                        &length);
-                   return std::string(reinterpret_cast<char *>(mac), length);
-               })},
+         signedToken({{"alg", "HS256"}, {"kid", "google-1"}}, good,
+                     [](const std::string &input) {
+                         const std::string secret = testGoogle().key.jwk().dump();
+                         unsigned char mac[EVP_MAX_MD_SIZE];
+                         unsigned length = 0;
+                         HMAC(EVP_sha256(), secret.data(), static_cast<int>(secret.size()),
+                              reinterpret_cast<const unsigned char *>(input.data()), input.size(),
+                              mac, &length);
+                         return std::string(reinterpret_cast<char *>(mac), length);
+                     })},
         {"ES256 claimed for an RSA key",
-         token({{"alg", "ES256"}, {"kid", "google-1"}}, good,
-               [&](const std::string &input) { return facebookKey().sign(input); })},
+         signedToken({{"alg", "ES256"}, {"kid", "google-1"}}, good,
+                     [&](const std::string &input) { return testFacebook().key.sign(input); })},
         {"another issuer", with({{"iss", "https://evil.example.com"}})},
         {"another app", with({{"aud", "someone-else"}})},
         {"another app among several", with({{"aud", {"a", "b"}}})},
@@ -299,12 +165,13 @@ TEST_F(SocialSignIn, ForgedStaleOrForeignTokensAreRefusedAndStoreNothing)
         EXPECT_TRUE(reply.refused()) << c.label << ": " << reply;
     }
     // The token is fine, but the request names someone else.
-    EXPECT_EQ(signIn(token(googleKey(), good), "mallory@example.com").status, 403);
+    EXPECT_EQ(signIn(signedToken(testGoogle().key, good), "mallory@example.com").status, 403);
     EXPECT_EQ(server.userRows(), 0);
 
     // Within the leeway, and with our app among several audiences, it passes.
-    EXPECT_TRUE(signIn(with({{"exp", now - 30}, {"aud", {"a", googleClient}}}), "cy@example.com")
-                    .succeeded());
+    EXPECT_TRUE(
+        signIn(with({{"exp", now - 30}, {"aud", {"a", testGoogle().clientId}}}), "cy@example.com")
+            .succeeded());
 }
 
 TEST_F(SocialSignIn, AnAddressThatSignsInAnotherWayGetsOneNeutralAnswer)
@@ -339,7 +206,7 @@ TEST_F(SocialSignIn, AnAddressThatSignsInAnotherWayGetsOneNeutralAnswer)
 
 TEST_F(SocialSignIn, SimultaneousFirstSignInsOfOneIdentityMakeOneAccount)
 {
-    const std::string idToken = token(googleKey(), googleClaims("cy@example.com"));
+    const std::string idToken = signedToken(testGoogle().key, googleClaims("cy@example.com", now));
     const auto replies = server.concurrently(12, [&](HttpClient &client) {
         return client.post(TestServer::api("register"),
                            {{"register_type", "gmail"}, {"id_token", idToken}});
@@ -357,8 +224,9 @@ TEST_F(SocialSignIn, SimultaneousFirstSignInsOfOneIdentityMakeOneAccount)
 
 TEST_F(SocialSignIn, RotatedKeysAreLoadedAtMostOnceAMinute)
 {
-    std::ofstream(keys_.path() / "google.json") << keySet({&googleKey(), &rotatedGoogleKey()});
-    const std::string rotated = token(rotatedGoogleKey(), googleClaims("cy@example.com"));
+    std::ofstream(keys_.path() / "google.json") << keySet({&testGoogle().key, &rotatedGoogleKey()});
+    const std::string rotated =
+        signedToken(rotatedGoogleKey(), googleClaims("cy@example.com", now));
     EXPECT_EQ(signIn(rotated, "").status, 403) << "the keys were loaded less than a minute ago";
     server.clock().advance(60s);
     EXPECT_TRUE(signIn(rotated, "").succeeded());
@@ -440,19 +308,17 @@ private:
 TEST(SocialSignInSetup, KeysFromAnAddressAreFetchedAtStartOnAnUnknownKeyAndHourly)
 {
     KeyServer keys;
-    keys.serve(keySet({&googleKey()}));
+    keys.serve(keySet({&testGoogle().key}));
     TestServerOptions options;
-    options.identityProviders["google"] = {googleIssuer, keys.url(), googleClient};
+    options.identityProviders["google"] = {testGoogle().issuer, keys.url(), testGoogle().clientId};
     TestServer server(options);
     EXPECT_EQ(keys.requests(), 1);
     const auto signIn = [&](const SigningKey &key) {
-        json claims = googleClaims("cy@example.com");
-        claims["iat"] = server.clock().nowMs() / 1000;
-        claims["exp"] = server.clock().nowMs() / 1000 + 600;
+        const json claims = googleClaims("cy@example.com", server.clock().nowMs() / 1000);
         return server.post(TestServer::api("register"),
-                           {{"register_type", "gmail"}, {"id_token", token(key, claims)}});
+                           {{"register_type", "gmail"}, {"id_token", signedToken(key, claims)}});
     };
-    EXPECT_TRUE(signIn(googleKey()).succeeded());
+    EXPECT_TRUE(signIn(testGoogle().key).succeeded());
     EXPECT_EQ(keys.requests(), 1);
 
     keys.serve(keySet({&rotatedGoogleKey()}));
@@ -461,7 +327,7 @@ TEST(SocialSignInSetup, KeysFromAnAddressAreFetchedAtStartOnAnUnknownKeyAndHourl
     server.clock().advance(61s);
     EXPECT_TRUE(signIn(rotatedGoogleKey()).succeeded());
     EXPECT_EQ(keys.requests(), 2);
-    EXPECT_EQ(signIn(googleKey()).status, 403) << "the old key is gone from the set";
+    EXPECT_EQ(signIn(testGoogle().key).status, 403) << "the old key is gone from the set";
     EXPECT_EQ(keys.requests(), 2);
     server.clock().advance(1h);
     EXPECT_TRUE(signIn(rotatedGoogleKey()).succeeded());
@@ -474,8 +340,8 @@ TEST(SocialSignInSetup, AProviderMissingASettingStopsTheProgram)
     const auto errorLog = dir.path() / "stderr.log";
     ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
                           "--push-port", "0", "--data-dir", (dir.path() / "data").string(),
-                          "--oidc-issuer", "google=" + googleIssuer, "--oidc-client-id",
-                          "google=" + googleClient},
+                          "--oidc-issuer", "google=" + testGoogle().issuer, "--oidc-client-id",
+                          "google=" + testGoogle().clientId},
                          errorLog);
     const auto status = server.wait(10s);
     ASSERT_TRUE(status) << "still running";
