@@ -8,6 +8,9 @@
 #include "Platform/Database.h"
 #include "Platform/UserDefaults.h"
 
+#include "TestIdTokens.h"
+
+#include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -144,7 +147,7 @@ void RecordingServer::serve(QTcpSocket *socket)
     });
 }
 
-TailwiseServer::TailwiseServer()
+TailwiseServer::TailwiseServer(QStringList arguments) : arguments_(std::move(arguments))
 {
     start("0", "0", "0");
 }
@@ -156,10 +159,12 @@ void TailwiseServer::start(const QByteArray &backendPort, const QByteArray &data
     databaseUrl_.clear();
     pushUrl_.clear();
     process_.setProgram(QStringLiteral(TAILWISE_SERVER_BINARY));
-    process_.setArguments({QStringLiteral("--data-dir"), dataDir_.path(),
-                           QStringLiteral("--backend-port"), QString::fromLatin1(backendPort),
-                           QStringLiteral("--database-port"), QString::fromLatin1(databasePort),
-                           QStringLiteral("--push-port"), QString::fromLatin1(pushPort)});
+    process_.setArguments(
+        QStringList{QStringLiteral("--data-dir"), dataDir_.path(), QStringLiteral("--backend-port"),
+                    QString::fromLatin1(backendPort), QStringLiteral("--database-port"),
+                    QString::fromLatin1(databasePort), QStringLiteral("--push-port"),
+                    QString::fromLatin1(pushPort)} +
+        arguments_);
     process_.setProcessChannelMode(QProcess::SeparateChannels);
     process_.start();
     if (!process_.waitForStarted(5000)) {
@@ -220,6 +225,40 @@ bool TailwiseServer::restart()
 TailwiseServer::~TailwiseServer()
 {
     stop();
+}
+
+QStringList identityProviderArguments()
+{
+    // The keys live as long as the process, and so does the directory publishing them.
+    static const QTemporaryDir keys;
+    static const QStringList arguments = [] {
+        QStringList flags;
+        for (const auto *provider :
+             {&tailwise::test::testGoogle(), &tailwise::test::testFacebook()}) {
+            const QString name = QString::fromStdString(provider->name);
+            const QString file = keys.filePath(name + QStringLiteral(".json"));
+            QFile out(file);
+            if (!out.open(QIODevice::WriteOnly) ||
+                out.write(QByteArray::fromStdString(tailwise::test::keySet({&provider->key}))) < 0)
+                ADD_FAILURE() << "cannot write " << file.toStdString();
+            flags << QStringLiteral("--oidc-issuer")
+                  << name + '=' + QString::fromStdString(provider->issuer)
+                  << QStringLiteral("--oidc-jwks") << name + '=' + file
+                  << QStringLiteral("--oidc-client-id")
+                  << name + '=' + QString::fromStdString(provider->clientId);
+        }
+        return flags;
+    }();
+    return arguments;
+}
+
+QString googleIdToken(const QString &email, const QString &subject)
+{
+    const auto &google = tailwise::test::testGoogle();
+    return QString::fromStdString(tailwise::test::signedToken(
+        google.key,
+        tailwise::test::googleClaims(email.toStdString(), QDateTime::currentSecsSinceEpoch(),
+                                     subject.toStdString())));
 }
 
 std::ostream &operator<<(std::ostream &out, const MessageResult &result)

@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -213,11 +214,12 @@ protected:
     std::unique_ptr<AppDatabase> appDatabase_;
 };
 
-// The real tailwise-server on ephemeral loopback ports with a temporary data directory.
+// The real tailwise-server on ephemeral loopback ports with a temporary data directory;
+// `arguments` are added to every start.
 class TailwiseServer
 {
 public:
-    TailwiseServer();
+    explicit TailwiseServer(QStringList arguments = {});
     ~TailwiseServer();
     TailwiseServer(const TailwiseServer &) = delete;
     TailwiseServer &operator=(const TailwiseServer &) = delete;
@@ -241,6 +243,7 @@ private:
     void start(const QByteArray &backendPort, const QByteArray &databasePort,
                const QByteArray &pushPort);
 
+    QStringList arguments_;
     QTemporaryDir dataDir_;
     QProcess process_;
     QByteArray backendUrl_;
@@ -249,11 +252,20 @@ private:
     QString log_;
 };
 
+// The server flags that make the tests' stand-ins for Google and Facebook its identity
+// providers; their key sets are written once per process.
+QStringList identityProviderArguments();
+// A Google ID token for `email`, fresh now, that a server started with those flags accepts.
+QString googleIdToken(const QString &email, const QString &subject = QStringLiteral("g-1001"));
+
 // A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.
 class LiveBackend : public FreshSettings
 {
 protected:
+    LiveBackend() = default;
+    explicit LiveBackend(const QStringList &serverArguments) : server_(serverArguments) {}
+
     void SetUp() override;
     void TearDown() override;
 
