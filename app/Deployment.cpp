@@ -78,6 +78,16 @@ QUrl Deployment::webUrl()
     return serviceUrl("TAILWISE_WEB", backendUrl().toString());
 }
 
+QUrl Deployment::privacyPolicyUrl()
+{
+    return webUrl().resolved(QUrl(QStringLiteral("/privacy")));
+}
+
+QUrl Deployment::termsOfUseUrl()
+{
+    return webUrl().resolved(QUrl(QStringLiteral("/terms")));
+}
+
 QString Deployment::storageBucket()
 {
     return text("TAILWISE_STORAGE", QStringLiteral("gs://tailwise-local"));

@@ -30,6 +30,9 @@ public:
     static QUrl uploadUrl();
     // TAILWISE_WEB: the product web site (terms, privacy policy, help); default the backend.
     static QUrl webUrl();
+    // The legal pages the landing screen opens: /privacy and /terms under the web site.
+    static QUrl privacyPolicyUrl();
+    static QUrl termsOfUseUrl();
     // TAILWISE_STORAGE: the file storage bucket, a gs:// address.
     static QString storageBucket();
     // TAILWISE_APPSTORE_ID: the app's identifier in the store.

@@ -2,6 +2,9 @@
 
 #include <QString>
 #include <QUrl>
+#include <QVariantMap>
+
+#include <functional>
 
 #include <optional>
 
@@ -17,7 +20,15 @@ struct GIDGoogleUser
     QString name;
     // The provider's signed ID token (the real kit's `idToken.tokenString`).
     QString idToken;
+    // The profile picture's address; empty when the account has none.
+    QString imageURL = {};
 };
+
+// What stands for a provider's sign-in dialog. This desktop build has none of its own; tests
+// install one that answers as the provider would.
+template <typename Result>
+using SignInDialog = std::function<void(
+    std::function<void(std::optional<Result> result, std::optional<QString> error)> done)>;
 
 class GIDSignIn;
 
@@ -54,10 +65,17 @@ public:
     std::optional<GIDGoogleUser> currentUser() const { return currentUser_; }
     void setCurrentUser(std::optional<GIDGoogleUser> user) { currentUser_ = std::move(user); }
 
+    // Shows the kit's sign-in; its answer reaches the delegate from the event loop. False,
+    // with nothing shown, when this build has no kit.
+    bool signIn();
+    // Installs the sign-in dialog; returns the one it replaces.
+    SignInDialog<GIDGoogleUser> setDialog(SignInDialog<GIDGoogleUser> dialog);
+
     void signOut();
 
 private:
     GIDSignIn() = default;
+    SignInDialog<GIDGoogleUser> dialog_;
     std::optional<GIDGoogleUser> currentUser_;
     QString clientID_;
     GIDSignInDelegate *delegate_ = nullptr;
@@ -80,10 +98,36 @@ public:
     static void setCurrent(std::optional<QString> tokenString);
 };
 
+// What a Facebook sign-in gives the app: the person's public profile ("name", "email",
+// "picture") and the two tokens.
+struct FacebookLogin
+{
+    QVariantMap profile;
+    QString accessToken;
+    QString authenticationToken;
+};
+
 // Facebook's login manager; the application makes a new one wherever it needs one.
 class LoginManager
 {
 public:
+    using Handler = std::function<void(bool granted, std::optional<QString> error)>;
+
+    // Shows Facebook's sign-in; on success the tokens become current and the profile can be
+    // read with GraphRequest::me. False, with nothing shown, when this build has no kit.
+    bool logIn(Handler handler);
+    // Installs the sign-in dialog for every login manager; returns the one it replaces.
+    static SignInDialog<FacebookLogin> setDialog(SignInDialog<FacebookLogin> dialog);
     // Forgets both of Facebook's tokens.
     void logOut();
+};
+
+// The graph request for the signed-in person's own profile.
+class GraphRequest
+{
+public:
+    using Handler =
+        std::function<void(std::optional<QVariantMap> profile, std::optional<QString> error)>;
+    // Answers from the event loop; an error when nobody is signed in with Facebook.
+    static void me(Handler handler);
 };

@@ -165,7 +165,7 @@ TEST_F(ProfileForm, ReportsTheFirstEmptyFieldInFormOrder)
     // Only emptiness counts here: no address check, whatever the field.
     EXPECT_TRUE(manager.isUserDataValid({{"Email", "not an address"}}).first);
     EXPECT_EQ(manager.isUserDataValid({{"Name", "Anna"}, {"Age", ""}, {"About", ""}}),
-              (std::pair<bool, QString>{false, "Age ist leer"}));
+              (std::pair<bool, QString>{false, "Alter ist leer"}));
 }
 
 class PartnerAnswers : public RecordingBackend

@@ -227,6 +227,12 @@ void complete(QNetworkReply *reply, bool logTransportError, const APISuccess &su
 
 using ReplyHandler = std::function<void(QNetworkReply *)>;
 
+qsizetype &inFlight()
+{
+    static qsizetype count = 0;
+    return count;
+}
+
 // The one place a reply is sent and let go: whatever ends it (an answer, a refused or dropped
 // connection, the timeout), its handler runs once and the reply is deleted later, once.
 QNetworkReply *send(QNetworkAccessManager &session, const QNetworkRequest &request,
@@ -235,7 +241,9 @@ QNetworkReply *send(QNetworkAccessManager &session, const QNetworkRequest &reque
 {
     QNetworkReply *reply = body ? session.sendCustomRequest(request, verb, *body)
                                 : session.sendCustomRequest(request, verb);
+    ++inFlight();
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, handle = std::move(handle)] {
+        --inFlight();
         handle(reply);
         reply->deleteLater();
     });
@@ -261,6 +269,11 @@ QNetworkAccessManager &sharedSession()
 }
 
 } // namespace
+
+qsizetype APIManager::requestsInFlight()
+{
+    return inFlight();
+}
 
 QNetworkRequest APIManager::urlRequest(ApiHTTPMethod forMethod, const QString &appendString) const
 {

@@ -41,6 +41,9 @@ public:
                              const QString &filePathKey, const std::optional<QByteArray> &imageData,
                              const QString &type, APISuccess success, APIFailure failure);
 
+    // Requests sent and not yet ended, the fire-and-forget ones included.
+    static qsizetype requestsInFlight();
+
 private:
     QNetworkRequest urlRequest(ApiHTTPMethod forMethod, const QString &appendString) const;
     static QByteArray createBodyWithParameters(const std::optional<QVariantMap> &parameters,

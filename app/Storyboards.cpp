@@ -1,0 +1,119 @@
+#include "Storyboards.h"
+
+#include "Module/ForgotPassword/ForgotPasswordViewController.h"
+#include "Module/Login/LoginViewController.h"
+#include "Module/Main/MainViewController.h"
+#include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
+#include "Module/Register/RegisterViewController.h"
+#include "Module/Tabs/PlaceholderViewController.h"
+#include "Module/Tabs/TabsController.h"
+#include "NavigationHelper.h"
+#include "Platform/UI/NavigationController.h"
+
+namespace {
+
+QUrl view(const char *module, const char *file)
+{
+    return QUrl(
+        QStringLiteral("qrc:/Tailwise/%1/%2.qml").arg(QLatin1String(module), QLatin1String(file)));
+}
+
+template <typename Controller>
+Storyboard::Factory screen(const char *module, const char *file)
+{
+    return [url = view(module, file)] {
+        auto *controller = new Controller;
+        controller->setViewUrl(url);
+        return controller;
+    };
+}
+
+NavigationController *stack(ViewController *root)
+{
+    auto *navigation = new NavigationController(root);
+    navigation->setViewUrl(view("UI", "NavigationView"));
+    return navigation;
+}
+
+// A screen of a later release: its title and what it will offer.
+Storyboard::Factory placeholder(const char *titleKey, const char *icon, const char *detailKey)
+{
+    return [=] {
+        auto *controller = new PlaceholderViewController(
+            QString::fromUtf8(titleKey), QString::fromUtf8(icon), QString::fromUtf8(detailKey));
+        controller->setViewUrl(view("Tabs", "PlaceholderView"));
+        return controller;
+    };
+}
+
+Storyboard::Factory stackOf(Storyboard::Factory root)
+{
+    return [root = std::move(root)] { return stack(root()); };
+}
+
+QString id(VCIdentifier identifier)
+{
+    return rawValue(identifier);
+}
+
+} // namespace
+
+Storyboard::Catalogue appStoryboards()
+{
+    const Storyboard::Factory tabs = screen<TabsController>("Tabs", "TabsView");
+
+    Storyboard::Definition main;
+    main.initialIdentifier = QStringLiteral("SignIn");
+    main.scenes = {
+        {QStringLiteral("SignIn"), stackOf(screen<MainViewController>("Main", "MainView"))},
+        {id(VCIdentifier::TabsController), tabs},
+        {id(VCIdentifier::Register), screen<RegisterViewController>("Register", "RegisterView")},
+        {id(VCIdentifier::LoginVC), screen<LoginViewController>("Login", "LoginView")},
+        {id(VCIdentifier::ForgotPassword),
+         screen<ForgotPasswordViewController>("ForgotPassword", "ForgotPasswordView")},
+        {id(VCIdentifier::RegisterProfile),
+         screen<RegisterProfileViewController>("Register", "RegisterProfileView")},
+    };
+
+    const auto findDog =
+        placeholder("Search", "travel_explore", "Dog owners near you will be listed here.");
+    const auto favourites =
+        placeholder("Favourites", "favorite", "The dog owners you mark will be kept here.");
+    const auto chats = placeholder("Chats", "forum", "Your conversations will be listed here.");
+    const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
+    const auto profile =
+        placeholder("Profile", "person", "Your profile, as others see it, will be shown here.");
+    const auto settings =
+        placeholder("Settings", "settings", "Privacy, notifications and your account.");
+    const auto chat = placeholder("Chat", "chat", "The conversation will be shown here.");
+
+    Storyboard::Definition tabBar;
+    // The tab screen is what a finished sign-in opens.
+    tabBar.initialIdentifier = id(VCIdentifier::TabsController);
+    tabBar.scenes = {
+        {id(VCIdentifier::TabsController), tabs},
+        {id(VCIdentifier::FindDog), findDog},
+        {id(VCIdentifier::NavFindDog), stackOf(findDog)},
+        {id(VCIdentifier::DogDetail),
+         placeholder("Search", "pets", "A dog owner's profile will be shown here.")},
+        {id(VCIdentifier::navFavVC), stackOf(favourites)},
+        {id(VCIdentifier::Profile), profile},
+        {id(VCIdentifier::navProfile), stackOf(profile)},
+        {id(VCIdentifier::navChat), stackOf(chats)},
+        {id(VCIdentifier::ChatVC), chat},
+        {id(VCIdentifier::NavAppChat), [] { return stack(nullptr); }},
+        {id(VCIdentifier::navInfo), stackOf(info)},
+        {id(VCIdentifier::navSetting), stackOf(settings)},
+        {id(VCIdentifier::ChangePassword),
+         placeholder("Change Password", "password", "Change your password here.")},
+        {id(VCIdentifier::DataProtection),
+         placeholder("Data Protection", "shield", "Who may see your picture and last visit.")},
+        {id(VCIdentifier::Notification),
+         placeholder("Notification", "notifications", "How you are told about new messages.")},
+        {id(VCIdentifier::DeleteVC),
+         placeholder("Delete Account", "delete", "Delete your account with a reason.")},
+        {id(VCIdentifier::AdmobBannerVC),
+         placeholder("Information", "campaign", "Advertisements are not shown in this version.")},
+    };
+    return {{rawValue(StoryboardName::main), main}, {rawValue(StoryboardName::tabBar), tabBar}};
+}

@@ -1,0 +1,307 @@
+// The real window against a real tailwise-server: a newcomer registers, completes the profile
+// with a picture, lands on the tabs, visits every tab, signs out and in again, and runs into
+// the sign-in lock. A PNG of every screen goes to the build tree, in German and English.
+#include "TestSupport.h"
+
+#include "AppDelegate.h"
+#include "Common/Extensions/Localizable.h"
+#include "Constants.h"
+#include "LoginDefaults.h"
+#include "Module/Login/LoginViewController.h"
+#include "Module/Main/MainViewController.h"
+#include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
+#include "Module/Register/RegisterViewController.h"
+#include "Module/Tabs/TabsController.h"
+#include "Platform/OneSignal.h"
+#include "Platform/UI/AppWindowEngine.h"
+#include "Platform/UI/NavigationController.h"
+#include "Platform/UI/Window.h"
+#include "Platform/UserDefaults.h"
+#include "Storyboards.h"
+
+#include <QDir>
+#include <QImage>
+#include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
+
+namespace {
+
+// Every object below `item` (items and their non-visual children), depth first.
+QObject *findObject(QQuickItem *item, const QString &name)
+{
+    if (item->objectName() == name && item->isVisible())
+        return item;
+    for (QObject *child : item->children())
+        if (!qobject_cast<QQuickItem *>(child) && child->objectName() == name)
+            return child;
+    for (QQuickItem *child : item->childItems())
+        if (QObject *found = child->isVisible() ? findObject(child, name) : nullptr)
+            return found;
+    return nullptr;
+}
+
+class UiFlow : public LiveBackend
+{
+protected:
+    void SetUp() override
+    {
+        LiveBackend::SetUp();
+        location_ = std::make_unique<ScopedEnvironment>("TAILWISE_LOCATION", "52.5200,13.4050");
+        oneSignal_ = std::make_unique<OneSignal>(UserDefaults::standard(), center_);
+        delegate_ = std::make_unique<AppDelegate>(appDatabase_->client(), center_, *oneSignal_);
+        QDir().mkpath(QStringLiteral(TAILWISE_SCREENSHOT_DIR));
+    }
+    void TearDown() override
+    {
+        engine_.reset();
+        delegate_.reset();
+        oneSignal_.reset();
+        LiveBackend::TearDown();
+    }
+
+    void openWindow()
+    {
+        engine_ = std::make_unique<QQmlApplicationEngine>();
+        QObject::connect(engine_.get(), &QQmlEngine::warnings, engine_.get(),
+                         [this](const QList<QQmlError> &errors) {
+                             for (const QQmlError &error : errors)
+                                 warnings_ << error.toString();
+                         });
+        window_ = loadAppWindow(*engine_, *delegate_->window(), center_.banner());
+        ASSERT_NE(window_, nullptr) << warnings_.join('\n').toStdString();
+        window_->requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window_));
+    }
+
+    QObject *object(const QString &name, int timeoutMs = 5000)
+    {
+        QObject *found = nullptr;
+        waitUntil([&] { return (found = findObject(window_->contentItem(), name)) != nullptr; },
+                  timeoutMs);
+        return found;
+    }
+    QQuickItem *item(const QString &name) { return qobject_cast<QQuickItem *>(object(name)); }
+
+    // Scrolls the screen's list until `target` is in the window.
+    static void scrollTo(QQuickItem *target)
+    {
+        for (QQuickItem *parent = target->parentItem(); parent; parent = parent->parentItem()) {
+            if (!parent->inherits("QQuickFlickable"))
+                continue;
+            QQuickItem *content = parent->property("contentItem").value<QQuickItem *>();
+            const qreal top = target->mapToItem(content, QPointF(0, 0)).y();
+            const qreal maxY =
+                std::max<qreal>(0, parent->property("contentHeight").toReal() - parent->height());
+            parent->setProperty("contentY", std::clamp<qreal>(top - parent->height() / 3, 0, maxY));
+            return;
+        }
+    }
+    // A stack takes no touches while a page slides in or out.
+    static bool settled(QQuickItem *target)
+    {
+        for (QQuickItem *parent = target->parentItem(); parent; parent = parent->parentItem())
+            if (parent->inherits("QQuickStackView") &&
+                !waitUntil([parent] { return !parent->property("busy").toBool(); }))
+                return false;
+        QTest::qWait(100);
+        return true;
+    }
+    bool click(const QString &name)
+    {
+        QQuickItem *target = item(name);
+        if (!target || !settled(target))
+            return false;
+        scrollTo(target);
+        QTest::qWait(50);
+        const QPointF centre =
+            target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
+        QTest::mouseClick(window_, Qt::LeftButton, {}, centre.toPoint());
+        return true;
+    }
+    bool type(const QString &name, const QString &text)
+    {
+        QQuickItem *field = item(name);
+        if (!field)
+            return false;
+        if (!settled(field))
+            return false;
+        scrollTo(field);
+        field->forceActiveFocus();
+        for (const QChar character : text)
+            QTest::keyClick(window_, character.toLatin1());
+        return field->property("text").toString().endsWith(text);
+    }
+    // Answers the alert on display with its first button; its message, or a note that none came.
+    QString answerAlert()
+    {
+        QQuickItem *message = item(QStringLiteral("alertMessage"));
+        const QString text = message ? message->property("text").toString() : QString();
+        if (!click(QStringLiteral("alertAction0")))
+            return QStringLiteral("<no alert>");
+        waitUntil([this] { return delegate_->window()->alert() == nullptr; });
+        // The dialog's dimmed backdrop takes touches until it has faded out.
+        QTest::qWait(400);
+        return text;
+    }
+    void screenshot(const QString &name)
+    {
+        QTest::qWait(400);
+        const QImage image = window_->grabWindow();
+        EXPECT_FALSE(image.isNull());
+        EXPECT_TRUE(image.save(QStringLiteral(TAILWISE_SCREENSHOT_DIR "/") + name + ".png"));
+    }
+    template <typename Screen>
+    bool showing()
+    {
+        return waitUntil(
+            [this] {
+                ViewController *root = delegate_->window()->rootViewController();
+                auto *stack = qobject_cast<NavigationController *>(root);
+                ViewController *top = stack ? stack->topViewController() : root;
+                return qobject_cast<Screen *>(top) != nullptr;
+            },
+            8000);
+    }
+    void setLanguage(const char *code)
+    {
+        storeLanguageForSwitch(QString::fromLatin1(code) == "de");
+    }
+
+    ScopedStoryboards storyboards_{appStoryboards()};
+    std::unique_ptr<ScopedEnvironment> location_;
+    NotificationCenter center_;
+    std::unique_ptr<OneSignal> oneSignal_;
+    std::unique_ptr<AppDelegate> delegate_;
+    std::unique_ptr<QQmlApplicationEngine> engine_;
+    QQuickWindow *window_ = nullptr;
+    QStringList warnings_;
+};
+
+TEST_F(UiFlow, ANewcomerRegistersCompletesTheProfileAndFindsTheTabs)
+{
+    ActiveApplication active;
+    ASSERT_TRUE(delegate_->application({}));
+    openWindow();
+
+    // Landing, in both languages; the switch stores the language at once.
+    ASSERT_TRUE(showing<MainViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("landing_%1").arg(code));
+    }
+    ASSERT_TRUE(click("languageSwitch"));
+    EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "en");
+    ASSERT_TRUE(click("languageSwitch"));
+    EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "de");
+
+    // Registration.
+    ASSERT_TRUE(click("registerButton"));
+    ASSERT_TRUE(showing<RegisterViewController>());
+    ASSERT_TRUE(type("emailField", "nora@example.com"));
+    ASSERT_TRUE(type("passwordField", "wuff-wuff-1"));
+    ASSERT_TRUE(type("confirmPasswordField", "wuff-wuff-1"));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("register_%1").arg(code));
+    }
+    ASSERT_TRUE(click("registerButton"));
+    EXPECT_FALSE(answerAlert().startsWith('<'));
+
+    // The profile, with a picture from disk.
+    ASSERT_TRUE(showing<RegisterProfileViewController>());
+    QTemporaryDir pictures;
+    QImage picture(640, 480, QImage::Format_RGB32);
+    picture.fill(QColor("#C98F5A"));
+    const QString picturePath = pictures.filePath(QStringLiteral("nora.jpg"));
+    ASSERT_TRUE(picture.save(picturePath, "JPEG"));
+    QObject *dialog = object(QStringLiteral("pictureDialog"));
+    ASSERT_NE(dialog, nullptr);
+    // The platform's file dialog is not driven here: the file is chosen as the dialog would.
+    ASSERT_TRUE(click("choosePictureButton"));
+    ASSERT_TRUE(waitUntil([&] { return dialog->property("visible").toBool(); }));
+    dialog->setProperty("selectedFile", QUrl::fromLocalFile(picturePath));
+    QMetaObject::invokeMethod(dialog, "accepted");
+    QMetaObject::invokeMethod(dialog, "close");
+    ASSERT_TRUE(waitUntil([&] {
+        return item("picturePreview")->property("pictureSource").toUrl() ==
+               QUrl::fromLocalFile(picturePath);
+    }));
+    ASSERT_TRUE(type("nameField", "Nora"));
+    ASSERT_TRUE(click("gender_female"));
+    ASSERT_TRUE(type("ageField", "34"));
+    ASSERT_TRUE(type("aboutMeField", "Early walks in the park."));
+    ASSERT_TRUE(click("numberOfDogs_1"));
+    ASSERT_TRUE(type("dogNameField", "Pepper"));
+    ASSERT_TRUE(type("aboutDogField", "A curious beagle."));
+    EXPECT_FALSE(item("addressField")->property("text").toString().isEmpty())
+        << "the address comes from the location";
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("profile_registration_%1").arg(code));
+    }
+    ASSERT_TRUE(click("saveButton"));
+
+    // The tabs, every section in turn.
+    ASSERT_TRUE(showing<TabsController>()) << answerAlert().toStdString();
+    EXPECT_EQ(UserDefaults::standard().string(RegisterStatus::key), RegisterStatus::success);
+    auto *tabs = qobject_cast<TabsController *>(delegate_->window()->rootViewController());
+    for (int tab = 0; tab < 6; ++tab) {
+        ASSERT_TRUE(click(QStringLiteral("tab%1").arg(tab)));
+        EXPECT_EQ(tabs->selectedIndex(), tab);
+    }
+    ASSERT_TRUE(click("tab0"));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("tabs_%1").arg(code));
+    }
+
+    // Signing out through the session store leads back to the landing screen; signing in
+    // again goes straight to the tabs.
+    const QString userId = LoginDefaults().userId().value_or(QString());
+    ASSERT_FALSE(userId.isEmpty());
+    LoginDefaults().logOut();
+    delegate_->loginScreen();
+    ASSERT_TRUE(showing<MainViewController>());
+    ASSERT_TRUE(click("emailLoginButton"));
+    ASSERT_TRUE(showing<LoginViewController>());
+    ASSERT_TRUE(type("emailField", "nora@example.com"));
+    ASSERT_TRUE(type("passwordField", "wuff-wuff-1"));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("sign_in_%1").arg(code));
+    }
+    ASSERT_TRUE(click("signInButton"));
+    ASSERT_TRUE(showing<TabsController>()) << answerAlert().toStdString();
+
+    // Quitting marks the user offline in the database (once the sign-in's mirror is in).
+    ASSERT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(), "Users/" + userId + "/status") == "Online";
+    }));
+    QTest::qWait(500);
+    delegate_->applicationWillTerminate();
+    ASSERT_TRUE(appDatabase_->waitUntilWritten());
+    EXPECT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(), "Users/" + userId + "/status") == "Offline";
+    }));
+
+    // Three wrong passwords lock the sign-in screen, with a countdown on display.
+    LoginDefaults().logOut();
+    delegate_->loginScreen();
+    ASSERT_TRUE(click("emailLoginButton"));
+    ASSERT_TRUE(showing<LoginViewController>());
+    ASSERT_TRUE(type("emailField", "nora@example.com"));
+    ASSERT_TRUE(type("passwordField", "not-her-password"));
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        ASSERT_TRUE(click("signInButton"));
+        const QString message = answerAlert();
+        EXPECT_FALSE(message.startsWith('<')) << attempt << message.toStdString();
+    }
+    ASSERT_NE(item("lockText"), nullptr);
+    EXPECT_FALSE(item("lockText")->property("text").toString().isEmpty());
+    screenshot(QStringLiteral("sign_in_locked_de"));
+    EXPECT_TRUE(warnings_.isEmpty()) << warnings_.join('\n').toStdString();
+}
+
+} // namespace
