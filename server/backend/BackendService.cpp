@@ -1,4 +1,5 @@
 #include "BackendService.h"
+#include "LegalPages.h"
 
 #include "Envelope.h"
 #include "Fields.h"
@@ -47,6 +48,14 @@ BackendService::BackendService(const BackendConfig &config)
                       [this](const net::Request &request, std::string_view name) {
                           return profileService_.picture(request, name);
                       });
+    router_.add(net::http::verb::get, "/terms", [](const net::Request &request, auto) {
+        return net::makeResponse(request, net::http::status::ok, std::string(termsOfUsePage()),
+                                 "text/html; charset=utf-8");
+    });
+    router_.add(net::http::verb::get, "/privacy", [](const net::Request &request, auto) {
+        return net::makeResponse(request, net::http::status::ok,
+                                 std::string(privacyPolicyPage()), "text/html; charset=utf-8");
+    });
     router_.add(net::http::verb::get, "/healthz", [](const net::Request &request, auto) {
         return net::makeJson(request, net::http::status::ok, {{"status", "1"}, {"message", "ok"}});
     });

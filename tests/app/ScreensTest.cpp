@@ -22,6 +22,9 @@
 
 #include "Platform/PushNotification.h"
 
+#include <QDesktopServices>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QSignalSpy>
 
 namespace {
@@ -367,6 +370,42 @@ TEST_F(LiveScreens, AnOpenedPushOpensTheChatWithItsSender)
     EXPECT_TRUE(isFromNotification);
 }
 
+// Catches what the app hands the system browser.
+class BrowserStandIn : public QObject
+{
+    Q_OBJECT
+
+public:
+    BrowserStandIn() { QDesktopServices::setUrlHandler(QStringLiteral("http"), this, "open"); }
+    ~BrowserStandIn() override { QDesktopServices::unsetUrlHandler(QStringLiteral("http")); }
+    QList<QUrl> opened;
+
+public Q_SLOTS:
+    void open(const QUrl &url) { opened << url; }
+};
+
+TEST_F(LiveScreens, TheLegalPagesOpenInTheBrowserFromTheStack)
+{
+    ScopedEnvironment web("TAILWISE_WEB", server_.backendUrl());
+    UserDefaults::standard().setString(QStringLiteral("de"), Constants::userDefaults::languagecode);
+    delegate_->loginScreen();
+    auto *landing = qobject_cast<MainViewController *>(
+        qobject_cast<NavigationController *>(delegate_->window()->rootViewController())
+            ->topViewController());
+    BrowserStandIn browser;
+    landing->termsAction();
+    landing->privacyAction();
+    ASSERT_EQ(browser.opened.size(), 2);
+    QNetworkAccessManager network;
+    for (const QUrl &page : browser.opened) {
+        std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(page)));
+        ASSERT_TRUE(waitUntil([&] { return reply->isFinished(); }));
+        EXPECT_EQ(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200)
+            << page.toString().toStdString();
+        EXPECT_TRUE(reply->readAll().contains("Tailwise"));
+    }
+}
+
 class GoogleSignIn : public LiveScreens
 {
 protected:
@@ -452,3 +491,5 @@ TEST(Storyboards, MakeEveryScreenByItsIdentifier)
 }
 
 } // namespace
+
+#include "ScreensTest.moc"
