@@ -13,12 +13,45 @@
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
+#include <QSocketNotifier>
 #include <QThread>
+
+#include <csignal>
+
+#include <unistd.h>
 
 namespace {
 // What the app wrote on its way out (presence, queued database writes) gets this long to
 // reach the services; what does not stays queued for the next start.
 constexpr int farewellMilliseconds = 3000;
+
+// SIGINT and SIGTERM (Ctrl-C in `./tailwise run`, a session ending) quit the app the way
+// closing its window does, so that presence goes "Offline" on the way out. The handler only
+// writes a byte to a pipe; the event loop reads it.
+int signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
+}
+
+void quitOnSignals(QCoreApplication &app)
+{
+    if (::pipe(signalPipe) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, [notifier] {
+        notifier->setEnabled(false);
+        QCoreApplication::quit();
+    });
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
 
 void letWritesLeave()
 {
@@ -38,6 +71,7 @@ int main(int argc, char *argv[])
     QGuiApplication::setApplicationName(QStringLiteral("Tailwise"));
     QGuiApplication::setOrganizationName(QStringLiteral("Tailwise"));
     QQuickStyle::setStyle(QStringLiteral("Material"));
+    quitOnSignals(app);
 
     Storyboard::install(appStoryboards());
     AppDelegate delegate(Database::database(), NotificationCenter::current(), OneSignal::shared());

@@ -67,7 +67,7 @@ Item {
                 inputMethodHints: Qt.ImhEmailCharactersOnly | Qt.ImhNoAutoUppercase
                 text: view.controller.email
                 onTextEdited: view.controller.email = text
-                onAccepted: passwordField.forceActiveFocus()
+                onAccepted: focus = false
             }
             PasswordInput {
                 id: passwordField
