@@ -195,26 +195,7 @@ void TabsController::fetchProfileInfo()
     }));
 }
 
-void TabsController::childrenBeginAppearance()
+ViewController *TabsController::shownChild() const
 {
-    if (section_)
-        section_->beginAppearance();
-}
-
-void TabsController::childrenEndAppearance()
-{
-    if (section_)
-        section_->endAppearance();
-}
-
-void TabsController::childrenBeginDisappearance()
-{
-    if (section_)
-        section_->beginDisappearance();
-}
-
-void TabsController::childrenEndDisappearance()
-{
-    if (section_)
-        section_->endDisappearance();
+    return section_;
 }

@@ -95,10 +95,7 @@ Q_SIGNALS:
 
 protected:
     void viewDidLoad() override;
-    void childrenBeginAppearance() override;
-    void childrenEndAppearance() override;
-    void childrenBeginDisappearance() override;
-    void childrenEndDisappearance() override;
+    ViewController *shownChild() const override;
 
 private:
     void prepareItemsForPresentation();

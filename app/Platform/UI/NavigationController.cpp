@@ -112,26 +112,7 @@ void NavigationController::attachView(bool attached)
         attachedViews_ = 0;
 }
 
-void NavigationController::childrenBeginAppearance()
+ViewController *NavigationController::shownChild() const
 {
-    if (ViewController *top = topViewController())
-        top->beginAppearance();
-}
-
-void NavigationController::childrenEndAppearance()
-{
-    if (ViewController *top = topViewController())
-        top->endAppearance();
-}
-
-void NavigationController::childrenBeginDisappearance()
-{
-    if (ViewController *top = topViewController())
-        top->beginDisappearance();
-}
-
-void NavigationController::childrenEndDisappearance()
-{
-    if (ViewController *top = topViewController())
-        top->endDisappearance();
+    return topViewController();
 }

@@ -42,10 +42,7 @@ Q_SIGNALS:
     void replaced();
 
 protected:
-    void childrenBeginAppearance() override;
-    void childrenEndAppearance() override;
-    void childrenBeginDisappearance() override;
-    void childrenEndDisappearance() override;
+    ViewController *shownChild() const override;
 
 private:
     void adopt(ViewController *viewController);

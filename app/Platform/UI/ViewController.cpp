@@ -92,7 +92,8 @@ void ViewController::beginAppearance()
     loadViewIfNeeded();
     appearing_ = true;
     viewWillAppear();
-    childrenBeginAppearance();
+    if (ViewController *child = shownChild())
+        child->beginAppearance();
 }
 
 void ViewController::endAppearance()
@@ -102,7 +103,8 @@ void ViewController::endAppearance()
     appearing_ = false;
     visible_ = true;
     viewDidAppear();
-    childrenEndAppearance();
+    if (ViewController *child = shownChild())
+        child->endAppearance();
 }
 
 void ViewController::beginDisappearance()
@@ -110,7 +112,8 @@ void ViewController::beginDisappearance()
     if (!visible_ && !appearing_)
         return;
     viewWillDisappear();
-    childrenBeginDisappearance();
+    if (ViewController *child = shownChild())
+        child->beginDisappearance();
 }
 
 void ViewController::endDisappearance()
@@ -120,7 +123,8 @@ void ViewController::endDisappearance()
     appearing_ = false;
     visible_ = false;
     viewDidDisappear();
-    childrenEndDisappearance();
+    if (ViewController *child = shownChild())
+        child->endDisappearance();
 }
 
 void ViewController::showAlert(const QString &title, const QString &message)

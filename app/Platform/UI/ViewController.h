@@ -83,11 +83,8 @@ protected:
     virtual void viewDidAppear() {}
     virtual void viewWillDisappear() {}
     virtual void viewDidDisappear() {}
-    // Containers pass appearance on to the screen they show.
-    virtual void childrenBeginAppearance() {}
-    virtual void childrenEndAppearance() {}
-    virtual void childrenBeginDisappearance() {}
-    virtual void childrenEndDisappearance() {}
+    // A container's screen on display, which comes and goes with the container.
+    virtual ViewController *shownChild() const { return nullptr; }
 
 private:
     QString identifier_;
