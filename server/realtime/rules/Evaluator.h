@@ -20,8 +20,8 @@ struct Identity
 using Auth = std::optional<Identity>;
 
 // Longer strings fail matches(): the standard library's regex engine recurses once per
-// character, so a long value could exhaust a thread's stack.
-inline constexpr std::size_t maxMatchedBytes = 4096;
+// character (some 700 bytes each for `(a|b)*`), so a long value could exhaust a thread's stack.
+inline constexpr std::size_t maxMatchedBytes = 1024;
 
 // What a rule sees: the requester, the tree before the request (`root`, `data`), for a write
 // the tree after it (`newData`), the location the rule is at and the keys its wildcards took.

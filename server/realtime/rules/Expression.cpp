@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    // Parentheses nest the parser without adding nodes, so it counts its own depth too.
+    // Parentheses and signs nest the parser without adding nodes, so it counts its own depth too.
     class Nesting
     {
     public:
@@ -191,7 +191,7 @@ private:
             take();
             if (!isSymbol(")")) {
                 do
-                    operands.push_back(ternary());
+                    operands.push_back(argument(name.text));
                 while (accept(","));
             }
             expect(")");
@@ -199,23 +199,24 @@ private:
             if (arguments < method->second.min || arguments > method->second.max)
                 throw ExpressionError(name.offset,
                                       "Wrong number of arguments to " + name.text + "()");
-            checkSpecialArguments(name.text, operands);
             expr = make(Expr::Kind::call, name.offset, name.text, std::move(operands));
         }
         return expr;
     }
 
-    // Regular expressions and arrays exist only as these methods' arguments.
-    static void checkSpecialArguments(std::string_view method, const std::vector<ExprPtr> &operands)
+    // Regular expressions and lists exist only as these methods' arguments.
+    ExprPtr argument(std::string_view method)
     {
-        for (std::size_t i = 1; i < operands.size(); ++i) {
-            const Expr &argument = *operands[i];
-            if (method == "matches" && argument.kind != Expr::Kind::regex)
-                throw ExpressionError(argument.offset,
+        if (method == "matches") {
+            const Token &token = take();
+            if (token.kind != Token::Kind::regex)
+                throw ExpressionError(token.offset,
                                       "matches() takes a regular expression like /^a/");
-            if (argument.kind == Expr::Kind::array && method != "hasChildren")
-                throw ExpressionError(argument.offset, "Only hasChildren() takes a list");
+            return regex(token);
         }
+        if (method == "hasChildren" && isSymbol("["))
+            return array(take());
+        return ternary();
     }
 
     ExprPtr primary()
@@ -236,16 +237,15 @@ private:
         case Token::Kind::string:
             return make(Expr::Kind::string, token.offset, token.text);
         case Token::Kind::regex:
-            return regex(token);
+            throw ExpressionError(token.offset, "A regular expression is only for matches()");
         case Token::Kind::symbol:
             if (token.text == "(") {
-                const Nesting nesting(depth_, token.offset);
                 ExprPtr inner = ternary();
                 expect(")");
                 return inner;
             }
             if (token.text == "[")
-                return array(token);
+                throw ExpressionError(token.offset, "Only hasChildren() takes a list");
             throw ExpressionError(token.offset, "Unexpected '" + token.text + "'");
         case Token::Kind::end:
             break;
