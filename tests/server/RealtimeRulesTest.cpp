@@ -245,6 +245,9 @@ struct ErrorCase
 TEST(RealtimeRules, FaultsInARulesFileAreReportedWhereTheyAre)
 {
     const std::string deep = std::string(70, '(') + "true" + std::string(70, ')');
+    std::string deepRules = "{}";
+    for (int i = 0; i < 40; ++i)
+        deepRules = "{\"a\": " + deepRules + "}";
     const std::string tooLong = "true" + std::string(maxExpressionBytes, ' ');
     const std::vector<ErrorCase> cases = {
         {"{\"rules\": {\".read\": true,}}", 1, 26, "Invalid JSON"},
@@ -253,6 +256,8 @@ TEST(RealtimeRules, FaultsInARulesFileAreReportedWhereTheyAre)
         // escapes in the JSON string shift the column of what follows them
         {"{\"rules\": {\".read\": \"\\\"x\\\" == )\"}}", 1, 31, "Unexpected ')'"},
         {"{\"rules\": {\"\xc3\xbc\": {\".read\": \"+\"}}}", 1, 28, "Unexpected '+'"},
+        {R"({"rules": {"\ud83d\ude00": {".read": "+"}}})", 1, 39, "Unexpected '+'"},
+        {R"j({"rules": {".read": "'\u00e9' == )"}})j", 1, 34, "Unexpected ')'"},
         {"{\"rules\": {\n\".wirte\": true}}", 2, 1, "Unknown rule '.wirte'"},
         {"{\"rules\": {\"$a\": {}, \"$b\": {}}}", 1, 22, "second wildcard"},
         {"{\"rules\": {\"$a\": {\"$a\": {}}}}", 1, 19, "already bound"},
@@ -265,6 +270,9 @@ TEST(RealtimeRules, FaultsInARulesFileAreReportedWhereTheyAre)
         {"{\"rules\": {\".read\": \"['a'] == null\"}}", 1, 22, "Only hasChildren()"},
         {"{\"rules\": {\".read\": \"'open\"}}", 1, 22, "Unterminated string"},
         {"{\"rules\": {\".read\": \"" + deep + "\"}}", 1, 86, "nests too deeply"},
+        {"{\"rules\": {\".read\": \"" + std::string(100, '!') + "true\"}}", 1, 85,
+         "nests too deeply"},
+        {"{\"rules\": " + deepRules + "}", 1, 215, "Rules nest too deeply"},
         {"{\"rules\": {\".read\": \"" + tooLong + "\"}}", 1, 22, "longer than"},
         {"{\"rules\": {\".read\": 1}}", 1, 21, "A rule is an expression"},
         {"{\"rules\": {\"a\": true}}", 1, 17, "Expected an object"},
