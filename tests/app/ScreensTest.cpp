@@ -114,6 +114,7 @@ TEST_F(Screens, TheStoredRegistrationStatusAloneChoosesTheFirstScreen)
 
 TEST_F(Screens, LaunchWiresTheKitsInOrderAndStartsInGermanOnceOnly)
 {
+    UserDefaults::standard().removeObject(Constants::userDefaults::languagecode);
     ServiceKitLog::shared().clear();
     EXPECT_TRUE(delegate_->application({}));
     EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "de");
@@ -124,6 +125,10 @@ TEST_F(Screens, LaunchWiresTheKitsInOrderAndStartsInGermanOnceOnly)
     EXPECT_EQ(kits, (QStringList{"AdMob", "IQKeyboardManager", "Firebase", "Facebook",
                                  "Google Places", "Google sign-in", "OneSignal", "Fabric"}));
     EXPECT_STREQ(topScreen()->metaObject()->className(), "MainViewController");
+    // The landing screen appears after the launch has stored the language, so its switch
+    // (on: German) shows the language in force.
+    ASSERT_TRUE(waitUntil([&] { return topScreen()->isVisible(); }));
+    EXPECT_TRUE(qobject_cast<MainViewController *>(topScreen())->languageSwitchOn());
 
     UserDefaults::standard().setString(QStringLiteral("en"), Constants::userDefaults::languagecode);
     delegate_->application({});

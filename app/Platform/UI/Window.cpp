@@ -1,6 +1,7 @@
 #include "Platform/UI/Window.h"
 
 #include "Platform/UI/Alert.h"
+#include "Platform/UI/DispatchQueue.h"
 #include "Platform/UI/ViewController.h"
 
 namespace {
@@ -35,8 +36,6 @@ void Window::setRootViewController(ViewController *viewController)
         viewController->setParent(this);
         if (keyAndVisible_)
             viewController->beginAppearance();
-        else
-            viewController->loadViewIfNeeded();
     }
     root_ = viewController;
     // The view lets go of the previous root's page in this signal, before the controller is
@@ -59,10 +58,16 @@ void Window::makeKeyAndVisible()
         Q_EMIT
         keyAndVisibleChanged();
     }
-    if (root_ && !root_->isVisible()) {
-        root_->beginAppearance();
-        root_->endAppearance();
-    }
+    // The first screen appears once the launch that made the window key has finished, as on
+    // the phone, so that everything the launch stores (the language) is there for it.
+    DispatchQueue::main().async(
+        [this] {
+            if (root_ && !root_->isVisible()) {
+                root_->beginAppearance();
+                root_->endAppearance();
+            }
+        },
+        this);
 }
 
 Alert *Window::alert() const
