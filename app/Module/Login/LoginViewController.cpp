@@ -11,6 +11,8 @@
 #include "Platform/UI/ProgressHUD.h"
 #include "Platform/UserDefaults.h"
 
+#include <algorithm>
+
 LoginViewController::LoginViewController(QObject *parent) : ViewController(parent)
 {
     setTitleKey(QStringLiteral("Login"));
@@ -35,7 +37,7 @@ int LoginViewController::lockSecondsRemaining() const
 {
     if (!lockTimer_.isActive())
         return 0;
-    return (lockTimer_.remainingTime() + 999) / 1000;
+    return std::min(lockSeconds, (lockTimer_.remainingTime() + 999) / 1000);
 }
 
 QString LoginViewController::lockText() const
