@@ -245,6 +245,23 @@ TEST_F(Screens, ScreensThatCloseBeforeTheirAnswerAreNotReached)
     EXPECT_EQ(window->alert(), nullptr);
 }
 
+TEST_F(Screens, NoIndicatorOutlivesARequestThatIsNeverAnswered)
+{
+    // Loading the users for an opened push does not answer a failed request at all.
+    const ScopedEnvironment timeout("TAILWISE_REQUEST_TIMEOUT_MS", "200");
+    CannedReply silent;
+    silent.silent = true;
+    server_.setReply(silent);
+    LoginDefaults().setUserId(QStringLiteral("7"));
+    delegate_->homeScreen();
+    const QVariantMap userInfo = {{"aps", QVariantMap{{"alert", "Hallo"}}},
+                                  {"custom", QVariantMap{{"a", QVariantMap{{"postID", "9"}}}}}};
+    delegate_->userNotificationCenter(
+        center_, NotificationResponse{*PushNotification::fromUserInfo(userInfo)}, {});
+    EXPECT_TRUE(delegate_->window()->isHUDVisible());
+    EXPECT_TRUE(waitUntil([&] { return !delegate_->window()->isHUDVisible(); }, 3000));
+}
+
 TEST_F(Screens, RegistrationSendsTheDevicesPositionAndOpensTheProfile)
 {
     delegate_->locationCoordinates = {52.52, 13.405};

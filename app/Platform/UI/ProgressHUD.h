@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Deployment.h"
 #include "Platform/UI/DispatchQueue.h"
 #include "Platform/UI/Lifetime.h"
 
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 
 #include <type_traits>
 #include <utility>
@@ -38,10 +40,15 @@ private:
 // The shape of every wait a screen makes: the indicator goes up now, and when the answer comes
 // (on whatever queue) `handler` runs on the main queue with its arguments, once the indicator
 // is down. Nothing runs when `owner` is gone by then; its indicator went with it.
+//
+// Some calls never answer a failed request; their indicator comes down once the request layer
+// has given up on it (its timeout and a second more), so it never stays up for good.
 template <typename Handler>
 auto showingProgress(QObject *owner, Handler handler)
 {
     QPointer<ProgressHUD> hud = ProgressHUD::showHUDAddedTo(owner);
+    QTimer::singleShot(Deployment::requestTimeout() + std::chrono::seconds(1), hud.data(),
+                       [hud] { hud->hide(true); });
     return whileAlive(owner, [owner, hud, handler = std::move(handler)](auto &&...arguments) {
         DispatchQueue::main().async(
             [hud, handler,
