@@ -93,8 +93,9 @@ private:
     // Database writes wait for the journal's fsync on a worker; a pool of its own lets many
     // of them share one fsync without holding up the backend.
     std::unique_ptr<net::asio::thread_pool> databaseWorkers_;
-    std::unique_ptr<realtime::Database> database_;
+    // Streams ask it until the database has let go of them.
     std::unique_ptr<realtime::DatabaseAccess> access_;
+    std::unique_ptr<realtime::Database> database_;
     std::unique_ptr<realtime::RealtimeService> realtime_;
     std::unique_ptr<net::HttpServer> databaseServer_;
     // Push requests wait for a shared commit on a worker, like database writes.

@@ -5,6 +5,7 @@
 
 #include <sodium.h>
 
+#include <cctype>
 #include <fcntl.h>
 #include <fstream>
 #include <sstream>
