@@ -184,7 +184,14 @@ TEST(RealtimeIdentity, OwnersMayStrangersAndAnonymousMayNotAndTheAdministratorMa
     RawStream refused(db.stack().endpoint(), as(home + ".json", bo.token));
     EXPECT_TRUE(refused.head().starts_with("HTTP/1.1 401"));
     listen(db.stack(), as(home + "/x.json", ann.token), "1");
-    listen(db.stack(), "/public.json", "null");
+    // A write left for when a stream closes is checked as its requester's, when registered.
+    std::string connection;
+    auto open = listen(db.stack(), "/public.json", "null", 0, &connection);
+    const Json leave = {{"path", home + "/x"}, {"op", "remove"}};
+    EXPECT_EQ(db.status(verb::post, "/.ondisconnect?conn=" + connection, leave.dump()), 401u);
+    EXPECT_EQ(
+        db.status(verb::post, as("/.ondisconnect?conn=" + connection, ann.token), leave.dump()),
+        200u);
 }
 
 TEST(RealtimeIdentity, TheAdministratorReadsAndReplacesTheRules)
