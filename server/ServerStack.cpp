@@ -39,7 +39,21 @@ ServerStack::ServerStack(StackConfig config)
         if (options.dir.empty())
             options.dir = config_.dataDir / "realtime";
         database_ = std::make_unique<realtime::Database>(std::move(options));
-        realtime_ = std::make_unique<realtime::RealtimeService>(*database_);
+        std::filesystem::create_directories(config_.dataDir);
+        const auto secretFile = config_.databaseSecret.empty() ? config_.dataDir / "database.secret"
+                                                               : config_.databaseSecret;
+        // Sessions end in the backend's store: a token is looked up on every request, so a
+        // logout takes effect on the database at once.
+        const backend::Sessions &sessions = backend_->sessions();
+        access_ = std::make_unique<realtime::DatabaseAccess>(
+            [&sessions](std::string_view token) -> std::optional<std::string> {
+                if (const auto userId = sessions.userOf(token))
+                    return std::to_string(*userId);
+                return std::nullopt;
+            },
+            realtime::DatabaseSecret::loadOrCreate(secretFile), config_.databaseRules,
+            [database = database_.get()] { return database->now(); });
+        realtime_ = std::make_unique<realtime::RealtimeService>(*database_, access_.get());
         databaseWorkers_ = std::make_unique<net::asio::thread_pool>(
             std::max(16u, 4 * threadCount(config_.threads)));
         databaseServer_ = std::make_unique<net::HttpServer>(

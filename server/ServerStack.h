@@ -39,6 +39,10 @@ struct StackConfig
     net::ServerLimits databaseLimits = {};
     // Its directory defaults to <dataDir>/realtime.
     realtime::DatabaseOptions database = {};
+    // The administrator's secret; defaults to <dataDir>/database.secret, created when missing.
+    std::filesystem::path databaseSecret;
+    // The security rules; none: every request is allowed until rules are put in force.
+    std::optional<std::filesystem::path> databaseRules;
     // The push relay likewise; its directory defaults to <dataDir>/push.
     std::optional<unsigned short> pushPort;
     net::ServerLimits pushLimits = pushServerLimits();
@@ -58,6 +62,7 @@ struct StackEndpoints
 class ServerStack
 {
 public:
+    // Throws realtime::rules::RulesError for a faulty rules file.
     explicit ServerStack(StackConfig config);
     ~ServerStack();
     ServerStack(const ServerStack &) = delete;
@@ -88,6 +93,8 @@ private:
     // Database writes wait for the journal's fsync on a worker; a pool of its own lets many
     // of them share one fsync without holding up the backend.
     std::unique_ptr<net::asio::thread_pool> databaseWorkers_;
+    // Streams ask it until the database has let go of them.
+    std::unique_ptr<realtime::DatabaseAccess> access_;
     std::unique_ptr<realtime::Database> database_;
     std::unique_ptr<realtime::RealtimeService> realtime_;
     std::unique_ptr<net::HttpServer> databaseServer_;

@@ -20,6 +20,7 @@ void usage(std::ostream &out)
            "                       [--push-app-id UUID] [--push-rest-key KEY]\n"
            "                       [--oidc-issuer NAME=ISSUER_URL] [--oidc-jwks NAME=FILE_OR_URL]\n"
            "                       [--oidc-client-id NAME=CLIENT_ID] [--no-rate-limits]\n"
+           "                       [--database-rules FILE] [--database-secret FILE]\n"
            "Defaults: --data-dir ./var --host 127.0.0.1 --backend-port 8080\n"
            "          --database-port 9000 --push-port 8081; port 0 picks a free port.\n"
            "--public-host: a host name clients use besides the loopback names and the listen\n"
@@ -32,6 +33,10 @@ void usage(std::ostream &out)
            "               Authorization: Basic KEY (or Key KEY).\n"
            "Social sign-in: NAME is google (register_type \"gmail\") or facebook; a provider\n"
            "needs all three --oidc flags, and without them its sign-in is refused.\n"
+           "--database-rules: security rules for the realtime database; without them every\n"
+           "               request is allowed until an administrator puts rules in force.\n"
+           "--database-secret: the administrator's secret (default DATA_DIR/database.secret,\n"
+           "               created at first start).\n"
            "--no-rate-limits is for load tests only.\n";
 }
 
@@ -181,6 +186,10 @@ int main(int argc, char **argv)
             config.pushLimits.publicHosts.push_back(value);
         } else if (flag == "--database-max-bytes")
             config.database.maxStoredBytes = parseCount(flag, value);
+        else if (flag == "--database-rules")
+            config.databaseRules = value;
+        else if (flag == "--database-secret")
+            config.databaseSecret = value;
         else if (flag == "--oidc-issuer" || flag == "--oidc-jwks" || flag == "--oidc-client-id")
             setProviderValue(config.identityProviders, flag, value);
         else {
@@ -218,6 +227,10 @@ int main(int argc, char **argv)
         if (endpoints.push)
             announce("push", *endpoints.push);
         stack.runUntilSignalled();
+    } catch (const tailwise::realtime::rules::RulesError &fault) {
+        std::cerr << "tailwise-server: " << config.databaseRules->string() << ": " << fault.what()
+                  << "\n";
+        return 2;
     } catch (const std::exception &error) {
         std::cerr << "tailwise-server: " << error.what() << "\n";
         return 1;

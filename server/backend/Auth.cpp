@@ -23,6 +23,13 @@ SignedIn Sessions::require(const net::Request &request) const
     return {*userId, digest};
 }
 
+std::optional<std::int64_t> Sessions::userOf(std::string_view token) const
+{
+    if (!looksLikeSessionToken(token))
+        return std::nullopt;
+    return users_.sessionUser(tokenDigest(token), clock_.nowMs(), rules_);
+}
+
 SignedIn Sessions::requireAs(const net::Request &request, std::string_view claimedId) const
 {
     SignedIn session = require(request);

@@ -27,6 +27,9 @@ public:
     // address) names that same user; 403 otherwise.
     SignedIn requireAs(const net::Request &request, std::string_view claimedId) const;
     SignedIn require(const net::Request &request, const Fields &fields) const;
+    // The user of a live session token; nothing once it has ended (logout, deactivation,
+    // idleness) or for anything that is not a token.
+    std::optional<std::int64_t> userOf(std::string_view token) const;
 
     const SessionRules &rules() const { return rules_; }
 

@@ -38,6 +38,7 @@ public:
                         const std::string &message) const;
 
     UserStore &users() { return users_; }
+    const Sessions &sessions() const { return sessions_; }
 
     // The endpoints that hash a password (sign-up, sign-in, password changes): a few of them
     // keep a core busy for a tenth of a second each.

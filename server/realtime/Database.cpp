@@ -206,6 +206,14 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
         checkWriteSize(root_, applied, *options.sizeLimit);
     const NodePtr root = rebuilt && find(root_, ancestor) == base ? setAt(root_, ancestor, rebuilt)
                                                                   : setAll(root_, applied);
+    if (options.check) {
+        std::vector<Path> locations;
+        locations.reserve(applied.size());
+        for (const auto &[path, value] : applied)
+            locations.push_back(path);
+        if (!options.check(locations, root_, root))
+            throw Refusal(net::http::status::unauthorized, "Permission denied");
+    }
     const std::size_t before = root_ ? root_->bytes() : 0;
     const std::size_t after = root ? root->bytes() : 0;
     if (options_.maxStoredBytes && after > options_.maxStoredBytes && after > before)
@@ -239,7 +247,8 @@ std::pair<std::uint64_t, std::vector<NodePtr>> Database::commit(std::vector<Writ
 }
 
 NodePtr Database::set(const Path &path, const Json &input,
-                      const std::optional<std::string> &ifMatch, WriteSizeLimit sizeLimit)
+                      const std::optional<std::string> &ifMatch, WriteSizeLimit sizeLimit,
+                      const WriteCheck &check)
 {
     Write write = prepare(path, input, options_.clock());
     Precondition precondition;
@@ -256,11 +265,12 @@ NodePtr Database::set(const Path &path, const Json &input,
                 throw EtagMismatch{expected, std::move(etag)};
             Write attemptWrite = write;
             try {
-                auto [seq, values] = commit({std::move(attemptWrite)}, {false, {}, sizeLimit},
-                                            [&](const NodePtr &root) {
-                                                if (find(root, path) != expected)
-                                                    throw LocationMoved{};
-                                            });
+                auto [seq, values] =
+                    commit({std::move(attemptWrite)}, {false, {}, sizeLimit, check},
+                           [&](const NodePtr &root) {
+                               if (find(root, path) != expected)
+                                   throw LocationMoved{};
+                           });
                 journal_->waitDurable(seq);
                 return values.front();
             } catch (const LocationMoved &) {
@@ -272,13 +282,15 @@ NodePtr Database::set(const Path &path, const Json &input,
                 throw EtagMismatch{current, std::move(etag)};
         };
     }
-    auto [seq, values] = commit({std::move(write)}, {false, {}, sizeLimit}, precondition);
+    auto [seq, values] = commit({std::move(write)}, {false, {}, sizeLimit, check}, precondition);
     journal_->waitDurable(seq);
     return values.front();
 }
 
-std::vector<std::pair<std::string, NodePtr>>
-Database::update(const Path &path, const Json &children, WriteSizeLimit sizeLimit)
+std::vector<std::pair<std::string, NodePtr>> Database::update(const Path &path,
+                                                              const Json &children,
+                                                              WriteSizeLimit sizeLimit,
+                                                              const WriteCheck &check)
 {
     if (!children.is_object())
         throw Refusal(status::bad_request, "Invalid data; couldn't parse JSON object. Are you "
@@ -311,8 +323,8 @@ Database::update(const Path &path, const Json &children, WriteSizeLimit sizeLimi
     std::vector<Write> writes;
     for (const auto &[key, relative] : targets)
         writes.push_back(prepare(join(path, relative), children[key], now));
-    auto [seq, values] =
-        commit(std::move(writes), {.update = true, .at = path, .sizeLimit = sizeLimit});
+    auto [seq, values] = commit(
+        std::move(writes), {.update = true, .at = path, .sizeLimit = sizeLimit, .check = check});
     journal_->waitDurable(seq);
     std::vector<std::pair<std::string, NodePtr>> written;
     for (std::size_t i = 0; i < targets.size(); ++i)
@@ -320,14 +332,16 @@ Database::update(const Path &path, const Json &children, WriteSizeLimit sizeLimi
     return written;
 }
 
-std::string Database::push(const Path &path, const Json &input, WriteSizeLimit sizeLimit)
+std::string Database::push(const Path &path, const Json &input, WriteSizeLimit sizeLimit,
+                           const WriteCheck &check)
 {
     if (path.size() + 1 > maxDepth)
         throw Refusal(status::bad_request,
                       "Invalid path: deeper than " + std::to_string(maxDepth) + " levels");
     const std::int64_t now = options_.clock();
     std::string id = pushIds_.next(now);
-    auto [seq, values] = commit({prepare(join(path, {id}), input, now)}, {false, {}, sizeLimit});
+    auto [seq, values] =
+        commit({prepare(join(path, {id}), input, now)}, {false, {}, sizeLimit, check});
     journal_->waitDurable(seq);
     return id;
 }

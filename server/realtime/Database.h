@@ -41,6 +41,11 @@ struct EtagMismatch
 // At most this many bytes written and replaced together by one write; none: no such limit.
 using WriteSizeLimit = std::optional<std::size_t>;
 
+// Whether a write may go ahead: given the locations it writes, the tree it replaces and the
+// tree it would leave. Checked under the write lock, against exactly the version it replaces.
+using WriteCheck = std::function<bool(const std::vector<Path> &locations, const NodePtr &before,
+                                      const NodePtr &after)>;
+
 // The ETag of a location's value as clients read it.
 std::string etagOf(const NodePtr &value);
 
@@ -63,17 +68,20 @@ public:
     // The stored value at `path` (nullptr when absent).
     NodePtr read(const Path &path);
     // Replaces the location; returns the stored value written (server values resolved). With
-    // `ifMatch`, throws EtagMismatch when the current value's ETag differs.
+    // `ifMatch`, throws EtagMismatch when the current value's ETag differs. Every write throws
+    // Refusal 401 "Permission denied", and changes nothing, when its `check` refuses it.
     NodePtr set(const Path &path, const Json &input,
                 const std::optional<std::string> &ifMatch = std::nullopt,
-                WriteSizeLimit sizeLimit = std::nullopt);
+                WriteSizeLimit sizeLimit = std::nullopt, const WriteCheck &check = {});
     // A multi-location update: each relative path is replaced whole, and listeners hear of it
     // as one change. Returns the stored values written, with the request's keys. Throws
     // Refusal for overlapping paths.
     std::vector<std::pair<std::string, NodePtr>> update(const Path &path, const Json &children,
-                                                        WriteSizeLimit sizeLimit = std::nullopt);
+                                                        WriteSizeLimit sizeLimit = std::nullopt,
+                                                        const WriteCheck &check = {});
     // Writes under a new push id and returns the id.
-    std::string push(const Path &path, const Json &input, WriteSizeLimit sizeLimit = std::nullopt);
+    std::string push(const Path &path, const Json &input, WriteSizeLimit sizeLimit = std::nullopt,
+                     const WriteCheck &check = {});
     // A stream on `path`: `connected`, the first `put`, then every change concerning it; with
     // a query, its result first and again whenever a change alters it.
     std::shared_ptr<Listener> listen(const Path &path, std::optional<Query> query = std::nullopt);
@@ -114,6 +122,7 @@ private:
         bool update = false;
         Path at;
         WriteSizeLimit sizeLimit;
+        WriteCheck check;
     };
     // Applies the writes as one and queues them on the journal; returns the sequence number
     // to wait for and the values written.

@@ -103,6 +103,8 @@ void Listener::offerResult(const NodePtr &result, const std::function<Event()> &
 
 void Listener::deliver(const Event &event)
 {
+    if (!stillAllowed())
+        return;
     std::function<void()> ready;
     {
         const std::lock_guard lock(mutex_);
@@ -199,8 +201,30 @@ net::ResponseStream::Chunk Listener::next()
     return chunk;
 }
 
+void Listener::watchAccess(std::function<bool()> allowed)
+{
+    const std::lock_guard lock(mutex_);
+    allowed_ = std::move(allowed);
+}
+
+bool Listener::stillAllowed()
+{
+    std::function<bool()> allowed;
+    {
+        const std::lock_guard lock(mutex_);
+        allowed = allowed_;
+    }
+    // Asked outside the lock: it may look up a session.
+    if (!allowed || allowed())
+        return true;
+    cancel(revokedReason);
+    return false;
+}
+
 std::string Listener::idle()
 {
+    if (!stillAllowed())
+        return {};
     return sseEvent("keep-alive", "null");
 }
 

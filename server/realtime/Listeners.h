@@ -87,6 +87,9 @@ public:
     void offerResult(const NodePtr &result, const std::function<Event()> &event);
     // Ends the stream with a `cancel` event saying why.
     void cancel(std::string_view why);
+    // Asked before each event and at each keep-alive; once it says no, the stream is
+    // cancelled instead (a signed-in user's stream outliving the session).
+    void watchAccess(std::function<bool()> allowed);
     bool finished() const;
     // Bytes queued or being written.
     std::size_t heldBytes() const;
@@ -101,8 +104,12 @@ public:
     std::chrono::milliseconds idleTimeout() const override { return options_.keepAlive; }
     void close() override;
 
+    // The `cancel` event's text when the requester's session has ended.
+    static constexpr std::string_view revokedReason = "auth_revoked";
+
 private:
     void cancelLocked(std::string_view why);
+    bool stillAllowed();
 
     const Path path_;
     const std::string connectionId_;
@@ -120,6 +127,7 @@ private:
     bool closed_ = false;
     std::function<void()> ready_;
     std::function<void()> abort_;
+    std::function<bool()> allowed_;
     std::vector<DisconnectOperation> onDisconnect_;
     std::size_t onDisconnectBytes_ = 0;
     NodePtr lastResult_;      // query streams: the result sent last

@@ -112,7 +112,63 @@ DisconnectOperation disconnectOperation(const Json &body)
     return operation;
 }
 
+Refusal permissionDenied()
+{
+    return Refusal(status::unauthorized, "Permission denied");
+}
+
 } // namespace
+
+Requester RealtimeService::identify(const std::map<std::string, std::string> &parameters) const
+{
+    return access_ ? access_->identify(parameters) : Requester{};
+}
+
+void RealtimeService::requireRead(const Requester &requester, const Path &path)
+{
+    if (!access_ || requester.administrator)
+        return;
+    const auto loaded = access_->rules();
+    if (loaded && !loaded->rules.canRead(path, database_.read({}), requester.auth))
+        throw permissionDenied();
+}
+
+WriteCheck RealtimeService::writeCheck(const Requester &requester) const
+{
+    if (!access_ || requester.administrator)
+        return {};
+    auto loaded = access_->rules();
+    if (!loaded)
+        return {};
+    // A single location is the same check as canWrite.
+    return [loaded = std::move(loaded), auth = requester.auth](
+               const std::vector<Path> &locations, const NodePtr &before, const NodePtr &after) {
+        return loaded->rules.canUpdate(locations, before, after, auth);
+    };
+}
+
+net::Response RealtimeService::answerRules(const net::Request &request, const Requester &requester)
+{
+    if (!access_ || !requester.administrator)
+        throw permissionDenied();
+    const verb method = effectiveMethod(request);
+    if (method == verb::get) {
+        const auto loaded = access_->rules();
+        if (!loaded)
+            throw Refusal(status::not_found, "no rules are in force");
+        return net::makeResponse(request, status::ok, loaded->text,
+                                 "application/json; charset=utf-8");
+    }
+    if (method != verb::put)
+        return error(request, status::method_not_allowed,
+                     std::string(rulesPath) + " takes GET and PUT only");
+    try {
+        access_->setRules(request.body());
+    } catch (const rules::RulesError &fault) {
+        throw Refusal(status::bad_request, fault.what());
+    }
+    return net::makeJson(request, status::ok, {{"status", "ok"}});
+}
 
 net::Response RealtimeService::error(const net::Request &request, status code,
                                      const std::string &message)
@@ -144,28 +200,40 @@ net::Reply RealtimeService::handle(const net::Request &request)
 net::Reply RealtimeService::answer(const net::Request &request)
 {
     const auto started = std::chrono::steady_clock::now();
+    const auto parameters = queryParameters(request.target());
+    const Requester requester = identify(parameters);
     if (net::targetPath(request.target()) == disconnectPath)
-        return registerOnDisconnect(request);
+        return registerOnDisconnect(request, requester);
+    if (net::targetPath(request.target()) == rulesPath)
+        return answerRules(request, requester);
     const Path path = parseUrlPath(net::targetPath(request.target()));
-    const RequestOptions options = parseRequestOptions(queryParameters(request.target()));
+    const RequestOptions options = parseRequestOptions(parameters);
     const Query &query = options.query;
     const verb method = effectiveMethod(request);
+    const WriteCheck check = method == verb::get ? WriteCheck{} : writeCheck(requester);
 
     switch (method) {
     case verb::get: {
         if (wantsEventStream(request)) {
             if (query.shallow)
                 throw Refusal(status::bad_request, "shallow cannot be used on a stream");
+            requireRead(requester, path);
             std::optional<Query> streamQuery;
             if (query.selects())
                 streamQuery = query;
-            net::StreamingResponse stream{net::Response{status::ok, request.version()},
-                                          database_.listen(path, std::move(streamQuery))};
+            const auto listener = database_.listen(path, std::move(streamQuery));
+            if (requester.auth && access_)
+                listener->watchAccess([access = access_, requester] {
+                    // Without rules a session's end takes nothing away.
+                    return !access->rules() || access->stillSignedIn(requester);
+                });
+            net::StreamingResponse stream{net::Response{status::ok, request.version()}, listener};
             stream.head.set(http::field::server, "tailwise-server");
             stream.head.set(http::field::content_type, "text/event-stream");
             stream.head.set(http::field::cache_control, "no-cache");
             return stream;
         }
+        requireRead(requester, path);
         const NodePtr value = database_.read(path);
         const NodePtr result = applyQuery(value, query);
         // A query over an object that nothing matches reads as an empty object.
@@ -180,7 +248,7 @@ net::Reply RealtimeService::answer(const net::Request &request)
     }
     case verb::put: {
         const NodePtr written =
-            database_.set(path, parseBody(request), ifMatch(request), options.writeSizeLimit);
+            replace(request, requester, path, parseBody(request), options.writeSizeLimit);
         net::Response response = jsonAnswer(request, jsonText(written), options.print);
         if (wantsEtag(request))
             response.set(http::field::etag, etagOf(written));
@@ -189,17 +257,19 @@ net::Reply RealtimeService::answer(const net::Request &request)
     case verb::post:
         return jsonAnswer(
             request,
-            Json{{"name", database_.push(path, parseBody(request), options.writeSizeLimit)}}.dump(),
+            Json{{"name", database_.push(path, parseBody(request), options.writeSizeLimit, check)}}
+                .dump(),
             options.print);
     case verb::patch: {
         const Json body = parseBody(request);
         // A null update removes the location (the command-line tools delete this way).
         if (body.is_null()) {
-            database_.set(path, nullptr, std::nullopt, options.writeSizeLimit);
+            database_.set(path, nullptr, std::nullopt, options.writeSizeLimit, check);
             return jsonAnswer(request, "null", options.print);
         }
         std::string written = "{";
-        for (const auto &[key, value] : database_.update(path, body, options.writeSizeLimit)) {
+        for (const auto &[key, value] :
+             database_.update(path, body, options.writeSizeLimit, check)) {
             if (written.size() > 1)
                 written += ',';
             written += Json(key).dump();
@@ -210,7 +280,7 @@ net::Reply RealtimeService::answer(const net::Request &request)
         return jsonAnswer(request, std::move(written), options.print);
     }
     case verb::delete_: {
-        database_.set(path, nullptr, ifMatch(request), options.writeSizeLimit);
+        replace(request, requester, path, nullptr, options.writeSizeLimit);
         return jsonAnswer(request, "null", options.print);
     }
     default:
@@ -219,7 +289,20 @@ net::Reply RealtimeService::answer(const net::Request &request)
     }
 }
 
-net::Response RealtimeService::registerOnDisconnect(const net::Request &request)
+NodePtr RealtimeService::replace(const net::Request &request, const Requester &requester,
+                                 const Path &path, const Json &value, WriteSizeLimit sizeLimit)
+{
+    try {
+        return database_.set(path, value, ifMatch(request), sizeLimit, writeCheck(requester));
+    } catch (const EtagMismatch &) {
+        // The mismatch answer carries the current value: only for those who may read it.
+        requireRead(requester, path);
+        throw;
+    }
+}
+
+net::Response RealtimeService::registerOnDisconnect(const net::Request &request,
+                                                    const Requester &requester)
 {
     if (request.method() != verb::post)
         return error(request, status::method_not_allowed,
@@ -229,7 +312,17 @@ net::Response RealtimeService::registerOnDisconnect(const net::Request &request)
     if (connection.empty() || connection.mapped().empty())
         throw Refusal(status::bad_request, "conn must name the stream's connection id");
     const Print print = parseRequestOptions(parameters).print;
-    database_.onDisconnect(connection.mapped(), disconnectOperation(parseBody(request)));
+    DisconnectOperation operation = disconnectOperation(parseBody(request));
+    // It runs later on nobody's behalf, so it is checked now, as if written now.
+    if (const WriteCheck check = writeCheck(requester)) {
+        const NodePtr before = database_.read({});
+        const NodePtr after =
+            setAt(before, operation.path,
+                  prepareValue(operation.data, operation.path.size(), database_.now()).value);
+        if (!check({operation.path}, before, after))
+            throw permissionDenied();
+    }
+    database_.onDisconnect(connection.mapped(), std::move(operation));
     return jsonAnswer(request, "null", print);
 }
 

@@ -37,11 +37,15 @@ public:
         if (options_.configure)
             options_.configure(config);
         stack_ = std::make_unique<ServerStack>(std::move(config));
-        endpoint_ = *stack_->start().database;
+        const auto endpoints = stack_->start();
+        endpoint_ = *endpoints.database;
+        backendEndpoint_ = endpoints.backend;
     }
     void stop() { stack_.reset(); }
 
     net::tcp::endpoint endpoint() const { return endpoint_; }
+    net::tcp::endpoint backendEndpoint() const { return backendEndpoint_; }
+    const std::filesystem::path &dataDir() const { return dir_.path(); }
     realtime::Database &database() { return *stack_->database(); }
 
     HttpReply call(net::http::verb method, std::string_view target, std::string body = {},
@@ -65,6 +69,7 @@ private:
     std::unique_ptr<std::FILE, Closer> log_{std::fopen("/dev/null", "w")};
     std::unique_ptr<ServerStack> stack_;
     net::tcp::endpoint endpoint_;
+    net::tcp::endpoint backendEndpoint_;
 };
 
 } // namespace tailwise::test
