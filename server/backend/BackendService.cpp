@@ -53,8 +53,8 @@ BackendService::BackendService(const BackendConfig &config)
                                  "text/html; charset=utf-8");
     });
     router_.add(net::http::verb::get, "/privacy", [](const net::Request &request, auto) {
-        return net::makeResponse(request, net::http::status::ok,
-                                 std::string(privacyPolicyPage()), "text/html; charset=utf-8");
+        return net::makeResponse(request, net::http::status::ok, std::string(privacyPolicyPage()),
+                                 "text/html; charset=utf-8");
     });
     router_.add(net::http::verb::get, "/healthz", [](const net::Request &request, auto) {
         return net::makeJson(request, net::http::status::ok, {{"status", "1"}, {"message", "ok"}});

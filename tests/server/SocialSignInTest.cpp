@@ -3,8 +3,8 @@
 // Tokens are minted with the tests' own keys, published as a key set file or by a small HTTP
 // server on the loopback address.
 
-#include "TestIdTokens.h"
 #include "ServerProcess.h"
+#include "TestIdTokens.h"
 #include "TestServer.h"
 
 #include <openssl/evp.h>

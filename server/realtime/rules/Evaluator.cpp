@@ -3,6 +3,7 @@
 #include "realtime/Tree.h"
 
 #include <cmath>
+#include <optional>
 #include <variant>
 
 namespace tailwise::realtime::rules {
@@ -294,23 +295,10 @@ private:
         return arithmetic(op, left, right);
     }
 
-    static Value arithmetic(const std::string &op, const Value &left, const Value &right)
+    // The four orderings, the same for texts and numbers; none for any other operator.
+    template <typename T>
+    static std::optional<bool> compare(const std::string &op, const T &a, const T &b)
     {
-        if (std::holds_alternative<std::string>(left)) {
-            const std::string &a = as<std::string>(left);
-            const std::string &b = as<std::string>(right);
-            if (op == "<")
-                return a < b;
-            if (op == "<=")
-                return a <= b;
-            if (op == ">")
-                return a > b;
-            if (op == ">=")
-                return a >= b;
-            throw Undefined{};
-        }
-        const double a = as<double>(left);
-        const double b = as<double>(right);
         if (op == "<")
             return a < b;
         if (op == "<=")
@@ -319,6 +307,21 @@ private:
             return a > b;
         if (op == ">=")
             return a >= b;
+        return std::nullopt;
+    }
+
+    static Value arithmetic(const std::string &op, const Value &left, const Value &right)
+    {
+        if (std::holds_alternative<std::string>(left)) {
+            if (const std::optional<bool> order =
+                    compare(op, as<std::string>(left), as<std::string>(right)))
+                return *order;
+            throw Undefined{};
+        }
+        const double a = as<double>(left);
+        const double b = as<double>(right);
+        if (const std::optional<bool> order = compare(op, a, b))
+            return *order;
         if (op == "+")
             return a + b;
         if (op == "-")

@@ -1,4 +1,5 @@
 #include "Lexer.h"
+#include "SourceMap.h"
 
 #include <array>
 
@@ -19,20 +20,6 @@ bool isDigit(char c)
 constexpr std::array symbols = {"===", "!==", "==", "!=", "<=", ">=", "&&", "||",
                                 "(",   ")",   "[",  "]",  ",",  ".",  "?",  ":",
                                 "!",   "<",   ">",  "+",  "-",  "*",  "/",  "%"};
-
-void appendUtf8(std::string &out, char32_t code)
-{
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xc0 | (code >> 6));
-        out += static_cast<char>(0x80 | (code & 0x3f));
-    } else {
-        out += static_cast<char>(0xe0 | (code >> 12));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3f));
-        out += static_cast<char>(0x80 | (code & 0x3f));
-    }
-}
 
 class Lexer
 {

@@ -47,6 +47,8 @@ std::pair<std::size_t, std::size_t> escapeSize(std::string_view text, std::size_
     return {6, code < 0x80 ? 1u : code < 0x800 ? 2u : 3u};
 }
 
+} // namespace
+
 void appendUtf8(std::string &out, char32_t code)
 {
     if (code < 0x80) {
@@ -65,8 +67,6 @@ void appendUtf8(std::string &out, char32_t code)
         out += static_cast<char>(0x80 | (code & 0x3f));
     }
 }
-
-} // namespace
 
 RulesError::RulesError(std::size_t line, std::size_t column, const std::string &message)
     : std::runtime_error("line " + std::to_string(line) + ", column " + std::to_string(column) +

@@ -66,4 +66,7 @@ private:
     std::map<Keys, Place> places_;
 };
 
+// `code` as UTF-8, appended to `out`; for the texts rules files and expressions hold.
+void appendUtf8(std::string &out, char32_t code);
+
 } // namespace tailwise::realtime::rules
