@@ -63,7 +63,11 @@ std::optional<QString> LoginDefaults::userToken() const
 
 void LoginDefaults::setUserToken(const std::optional<QString> &value)
 {
+    const bool changed = userToken() != value;
     setText(kUserToken, value);
+    if (changed)
+        Q_EMIT
+    SessionEvents::shared().sessionChanged();
 }
 
 std::optional<int> LoginDefaults::ledColour() const

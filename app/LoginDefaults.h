@@ -64,4 +64,7 @@ Q_SIGNALS:
     // The backend no longer accepts the stored session and it has been cleared: the screens
     // return to sign-in.
     void sessionExpired();
+    // The stored session token has been set, replaced or cleared: whatever speaks for the
+    // user (the database client's streams) changes identity with it.
+    void sessionChanged();
 };

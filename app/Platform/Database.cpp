@@ -1,6 +1,7 @@
 #include "Platform/Database.h"
 
 #include "Deployment.h"
+#include "LoginDefaults.h"
 #include "Platform/EventStreamParser.h"
 #include "Platform/Print.h"
 #include "Platform/PushId.h"
@@ -39,21 +40,36 @@ constexpr int streamSilenceMs = 75'000;
 // server.
 constexpr int requestTimeoutMs = 20'000;
 
-QUrl locationUrl(const Path &path)
+// `auth=` names the requester; without a token the request is anonymous.
+QUrl withAuth(QByteArray text, const std::optional<QString> &token)
+{
+    if (token && !token->isEmpty())
+        text += (text.contains('?') ? "&auth=" : "?auth=") + QUrl::toPercentEncoding(*token);
+    return QUrl::fromEncoded(text);
+}
+
+QUrl locationUrl(const Path &path, const std::optional<QString> &token)
 {
     QByteArray text = Deployment::databaseUrl().toString(QUrl::StripTrailingSlash).toUtf8();
     for (const QString &key : path)
         text += '/' + QUrl::toPercentEncoding(key);
     // "/.json" names the root; any other location is "/a/b.json".
     text += path.isEmpty() ? "/.json" : ".json";
-    return QUrl::fromEncoded(text);
+    return withAuth(text, token);
 }
 
 // Our server's registration of operations to run when a stream's connection closes.
-QUrl onDisconnectUrl(const QString &connectionId)
+QUrl onDisconnectUrl(const QString &connectionId, const std::optional<QString> &token)
 {
-    return QUrl::fromEncoded(Deployment::databaseUrl().toString(QUrl::StripTrailingSlash).toUtf8() +
-                             "/.ondisconnect?conn=" + QUrl::toPercentEncoding(connectionId));
+    return withAuth(Deployment::databaseUrl().toString(QUrl::StripTrailingSlash).toUtf8() +
+                        "/.ondisconnect?conn=" + QUrl::toPercentEncoding(connectionId),
+                    token);
+}
+
+// A stream the server will not open for this requester; anything else is worth retrying.
+bool isRefusal(int status)
+{
+    return status == 401 || status == 403;
 }
 
 // Removed, added, changed, then value: the order in which one change raises its events.
@@ -148,6 +164,7 @@ struct Database::Private
         QueryParams params;
         DataEventType type = DataEventType::value;
         DataEventCallback callback;
+        DataCancelCallback cancel;
         bool once = false;
         bool primed = false;
         QVariant last;
@@ -162,6 +179,7 @@ struct Database::Private
         // onDisconnect operations registered here; they keep the stream open.
         QList<Path> removeOnDisconnect;
         QNetworkReply *stream = nullptr;
+        std::optional<QString> token; // whom the stream speaks for
         int manager = -1;
         EventStreamParser parser;
         QString connectionId;
@@ -173,12 +191,14 @@ struct Database::Private
     {
         QByteArray method;
         Path path;
-        QByteArray body; // JSON, as sent
-        Sets local;      // what it changes, server values estimated
+        QByteArray body;              // JSON, as sent
+        std::optional<QString> token; // the session it was made in
+        Sets local;                   // what it changes, server values estimated
         WriteCompletion completion;
     };
 
     Database *q;
+    Database::TokenProvider tokenProvider;
     QString queueFile;
     QNetworkAccessManager rest;
     std::vector<std::pair<QNetworkAccessManager *, int>> streamManagers;
@@ -198,6 +218,11 @@ struct Database::Private
     PushIdGenerator pushIds;
 
     explicit Private(Database *owner) : q(owner) {}
+
+    std::optional<QString> token() const
+    {
+        return tokenProvider ? tokenProvider() : LoginDefaults().userToken();
+    }
 
     Location &location(const Path &path)
     {
@@ -244,7 +269,8 @@ struct Database::Private
         at.retry.stop();
         at.parser.reset();
         at.connectionId.clear();
-        QNetworkRequest request(locationUrl(at.path));
+        at.token = token();
+        QNetworkRequest request(locationUrl(at.path, at.token));
         request.setRawHeader("Accept", "text/event-stream");
         request.setRawHeader("Cache-Control", "no-cache");
         request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
@@ -296,11 +322,20 @@ struct Database::Private
     void streamEnded(Location &at)
     {
         const QVariant status = at.stream->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (status.isValid() && status.toInt() != 200)
+        if (status.isValid() && status.toInt() != 200) {
+            const QString answer = QString::fromUtf8(at.stream->readAll().left(300));
             print(QStringLiteral("Database: listening at %1 refused (%2): %3")
-                      .arg(pathText(at.path), status.toString(),
-                           QString::fromUtf8(at.stream->readAll().left(300))));
-        else if (at.stream->error() != QNetworkReply::NoError && at.attempt == 0)
+                      .arg(pathText(at.path), status.toString(), answer));
+            if (isRefusal(status.toInt())) {
+                const QString reason = fromJson(answer.toUtf8())
+                                           .value_or(QVariant())
+                                           .toMap()
+                                           .value("error")
+                                           .toString();
+                cancelListening(at, reason.isEmpty() ? answer : reason);
+                return;
+            }
+        } else if (at.stream->error() != QNetworkReply::NoError && at.attempt == 0)
             print(QStringLiteral("Database: stream at %1 lost: %2")
                       .arg(pathText(at.path), at.stream->errorString()));
         reconnectLater(at);
@@ -359,9 +394,14 @@ struct Database::Private
             for (const Path &path : at.removeOnDisconnect)
                 registerRemoveOnDisconnect(at, path);
         } else if (event.name == "cancel") {
+            const QString why = fromJson(event.data).value_or(QVariant()).toString();
             print(QStringLiteral("Database: the server cancelled listening at %1: %2")
                       .arg(pathText(at.path), QString::fromUtf8(event.data)));
-            reconnectLater(at);
+            // A session that ended: whoever is signed in now may still listen here.
+            if (why == QLatin1String("auth_revoked"))
+                reconnectLater(at, true);
+            else
+                cancelListening(at, why.isEmpty() ? QStringLiteral("cancelled") : why);
             return false;
         } else if (event.name == "auth_revoked") {
             print(QStringLiteral("Database: authorisation revoked at %1: %2")
@@ -372,13 +412,32 @@ struct Database::Private
         return true; // keep-alive, and events this client does not know
     }
 
+    // The server will not let this client listen at `at`: its observers hear why and are
+    // gone. A location kept for its onDisconnect registrations waits for the next session.
+    void cancelListening(Location &at, const QString &why)
+    {
+        closeStream(at);
+        at.known = false;
+        std::vector<DataCancelCallback> cancelled;
+        for (DatabaseHandle handle : at.observers) {
+            const auto it = observers.find(handle);
+            cancelled.push_back(std::move(it->second.cancel));
+            observers.erase(it);
+        }
+        at.observers.clear();
+        dropIfUnused(at.path); // `at` may be gone from here on
+        for (const DataCancelCallback &cancel : cancelled)
+            if (cancel)
+                cancel(why);
+    }
+
     // ---- onDisconnect ----
 
     void registerRemoveOnDisconnect(Location &at, const Path &path)
     {
         if (at.connectionId.isEmpty())
             return; // sent once the stream says which connection it is
-        QNetworkRequest request(onDisconnectUrl(at.connectionId));
+        QNetworkRequest request(onDisconnectUrl(at.connectionId, at.token));
         request.setHeader(QNetworkRequest::ContentTypeHeader,
                           QByteArrayLiteral("application/json"));
         const QByteArray body =
@@ -413,7 +472,7 @@ struct Database::Private
         if (writeInFlight || writes.empty() || writeRetry.isActive())
             return;
         const Write &write = writes.front();
-        QNetworkRequest request(locationUrl(write.path));
+        QNetworkRequest request(locationUrl(write.path, write.token));
         request.setHeader(QNetworkRequest::ContentTypeHeader,
                           QByteArrayLiteral("application/json"));
         request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
@@ -528,10 +587,14 @@ struct Database::Private
             return;
         }
         QJsonArray entries;
-        for (const Write &write : writes)
-            entries.append(QJsonObject{{QStringLiteral("method"), QString::fromUtf8(write.method)},
-                                       {QStringLiteral("path"), pathText(write.path)},
-                                       {QStringLiteral("body"), QString::fromUtf8(write.body)}});
+        for (const Write &write : writes) {
+            QJsonObject entry{{QStringLiteral("method"), QString::fromUtf8(write.method)},
+                              {QStringLiteral("path"), pathText(write.path)},
+                              {QStringLiteral("body"), QString::fromUtf8(write.body)}};
+            if (write.token)
+                entry.insert(QStringLiteral("auth"), *write.token);
+            entries.append(entry);
+        }
         QDir().mkpath(QFileInfo(queueFile).absolutePath());
         QSaveFile file(queueFile);
         if (!file.open(QIODevice::WriteOnly) ||
@@ -561,6 +624,8 @@ struct Database::Private
             write.method = object.value(QStringLiteral("method")).toString().toUtf8();
             write.path = parsePath(object.value(QStringLiteral("path")).toString());
             write.body = object.value(QStringLiteral("body")).toString().toUtf8();
+            if (object.value(QStringLiteral("auth")).isString())
+                write.token = object.value(QStringLiteral("auth")).toString();
             if (write.method != "PUT" && write.method != "PATCH" && write.method != "DELETE")
                 continue;
             write.local = localSets(write.method, write.path, write.body,
@@ -677,6 +742,8 @@ Database::Database(const QString &name, QObject *parent)
                        .filePath(QStringLiteral("Database-%1.queue.json").arg(name));
     d->writeRetry.setSingleShot(true);
     connect(&d->writeRetry, &QTimer::timeout, this, [this] { d->sendNextWrite(); });
+    connect(&SessionEvents::shared(), &SessionEvents::sessionChanged, this,
+            &Database::reauthenticate);
     d->loadQueue();
     QMetaObject::invokeMethod(
         this, [this] { d->sendNextWrite(); }, Qt::QueuedConnection);
@@ -715,6 +782,27 @@ Database *Database::setDatabase(Database *replacement)
     return previous;
 }
 
+void Database::setTokenProvider(TokenProvider provider)
+{
+    d->tokenProvider = std::move(provider);
+    reauthenticate();
+}
+
+void Database::reauthenticate()
+{
+    const std::optional<QString> token = d->token();
+    for (auto &[key, at] : d->locations) {
+        const bool listening = at->stream || at->retry.isActive();
+        if (listening && at->token == token)
+            continue;
+        // What the old identity was shown is not what the new one may see.
+        d->closeStream(*at);
+        at->known = false;
+        at->attempt = 0;
+        d->openStream(*at);
+    }
+}
+
 DatabaseReference Database::reference()
 {
     return DatabaseReference(this, {});
@@ -738,7 +826,8 @@ qsizetype Database::openStreamCount() const
 }
 
 DatabaseHandle Database::addObserver(const Path &path, const QueryParams &params,
-                                     DataEventType type, DataEventCallback callback, bool once)
+                                     DataEventType type, DataEventCallback callback,
+                                     DataCancelCallback cancel, bool once)
 {
     const DatabaseHandle handle = ++d->lastHandle;
     Private::Observer &observer = d->observers[handle];
@@ -746,6 +835,7 @@ DatabaseHandle Database::addObserver(const Path &path, const QueryParams &params
     observer.params = params;
     observer.type = type;
     observer.callback = std::move(callback);
+    observer.cancel = std::move(cancel);
     observer.once = once;
     Private::Location &at = d->location(path);
     at.observers.push_back(handle);
@@ -790,7 +880,7 @@ void Database::getData(const Path &path, const QueryParams &params, GetDataCompl
             Qt::QueuedConnection);
         return;
     }
-    QNetworkRequest request(locationUrl(path));
+    QNetworkRequest request(locationUrl(path, d->token()));
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
                          QNetworkRequest::AlwaysNetwork);
     request.setTransferTimeout(requestTimeoutMs);
@@ -822,6 +912,7 @@ void Database::write(const QByteArray &method, const Path &path, const QVariant 
     write.method = method;
     write.path = path;
     write.body = method == "DELETE" ? QByteArray() : toJson(body);
+    write.token = d->token();
     write.local = Private::localSets(method, path, write.body,
                                      [this](const Path &at) { return d->currentValue(at); });
     write.completion = std::move(completion);

@@ -5,12 +5,18 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 // The realtime-database client: REST writes and one event stream per listened location, on
 // the address Deployment::databaseUrl() names when a request goes out. Unsent writes are kept
 // in a file under Deployment::homeDirectory() and sent when the server can be reached again,
 // also by the next run of the app.
+//
+// Every request speaks for the signed-in user: it carries the session token as `auth=`. A
+// write keeps the token it was made with, so a write queued before a sign-out is never sent
+// as whoever signs in next; streams reopen with the new token when the session changes.
 class Database : public QObject
 {
     Q_OBJECT
@@ -30,6 +36,14 @@ public:
     DatabaseReference reference();
     DatabaseReference reference(const QString &withPath);
 
+    using TokenProvider = std::function<std::optional<QString>()>;
+    // Where the requests' identity comes from; the stored session's token unless set here
+    // (tests speaking as several users at once). Takes effect like a changed session.
+    void setTokenProvider(TokenProvider provider);
+    // The identity may have changed: listened locations reopen with the current token.
+    // Called on SessionEvents::sessionChanged.
+    void reauthenticate();
+
     // Writes made and not yet stored by the server.
     qsizetype pendingWriteCount() const;
     // Listened locations that have a stream open or about to reopen.
@@ -41,7 +55,8 @@ private:
     struct Private;
 
     DatabaseHandle addObserver(const DatabaseTree::Path &path, const QueryParams &params,
-                               DataEventType type, DataEventCallback callback, bool once);
+                               DataEventType type, DataEventCallback callback,
+                               DataCancelCallback cancel, bool once);
     void removeObserver(DatabaseHandle handle);
     void removeAllObservers(const DatabaseTree::Path &path);
     void getData(const DatabaseTree::Path &path, const QueryParams &params,

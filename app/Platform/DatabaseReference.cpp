@@ -16,17 +16,21 @@ Database *DatabaseQuery::live() const
     return database_.data();
 }
 
-DatabaseHandle DatabaseQuery::observe(DataEventType eventType, DataEventCallback callback) const
+DatabaseHandle DatabaseQuery::observe(DataEventType eventType, DataEventCallback callback,
+                                      DataCancelCallback withCancel) const
 {
     Database *database = live();
-    return database ? database->addObserver(path_, params_, eventType, std::move(callback), false)
+    return database ? database->addObserver(path_, params_, eventType, std::move(callback),
+                                            std::move(withCancel), false)
                     : 0;
 }
 
-void DatabaseQuery::observeSingleEvent(DataEventType eventType, DataEventCallback callback) const
+void DatabaseQuery::observeSingleEvent(DataEventType eventType, DataEventCallback callback,
+                                       DataCancelCallback withCancel) const
 {
     if (Database *database = live())
-        database->addObserver(path_, params_, eventType, std::move(callback), true);
+        database->addObserver(path_, params_, eventType, std::move(callback), std::move(withCancel),
+                              true);
 }
 
 void DatabaseQuery::removeObserver(DatabaseHandle withHandle) const

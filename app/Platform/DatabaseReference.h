@@ -28,6 +28,9 @@ using GetDataCompletion =
     std::function<void(const std::optional<QString> &error, const DataSnapshot &snapshot)>;
 // Called once the server has stored a write (no error) or refused it (the reason).
 using WriteCompletion = std::function<void(const std::optional<QString> &error)>;
+// Called instead of further events when the server will not let this client listen (any
+// more): the reason. The observer is removed by then.
+using DataCancelCallback = std::function<void(const QString &error)>;
 
 // Which children of a location a listener sees, and in which order.
 struct QueryParams
@@ -49,9 +52,11 @@ struct QueryParams
 class DatabaseQuery
 {
 public:
-    DatabaseHandle observe(DataEventType eventType, DataEventCallback callback) const;
+    DatabaseHandle observe(DataEventType eventType, DataEventCallback callback,
+                           DataCancelCallback withCancel = {}) const;
     // Raises the first event of the type once, then forgets the callback.
-    void observeSingleEvent(DataEventType eventType, DataEventCallback callback) const;
+    void observeSingleEvent(DataEventType eventType, DataEventCallback callback,
+                            DataCancelCallback withCancel = {}) const;
     void removeObserver(DatabaseHandle withHandle) const;
     void removeAllObservers() const;
     // The current value from the listened cache when there is one, else from the server; an

@@ -1,0 +1,139 @@
+// The database client speaks for the signed-in session, and only for it.
+
+#include "LoginDefaults.h"
+#include "Platform/Database.h"
+
+#include "TestSupport.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Owners write their own records; the recent list is read by its owner alone.
+constexpr const char *ownerRules = R"({"rules": {
+  "Users": {"$uid": {".read": "auth != null", ".write": "auth != null && auth.uid == $uid"}},
+  "RecentChatUserList": {"$uid": {".read": "auth != null && auth.uid == $uid",
+                                  ".write": "auth != null && auth.uid == $uid"}}
+}})";
+
+QStringList ownerRulesArguments()
+{
+    static const QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("rules.json"));
+    QFile out(file);
+    EXPECT_TRUE(out.open(QIODevice::WriteOnly) && out.write(ownerRules) > 0);
+    return {QStringLiteral("--database-rules"), file};
+}
+
+struct Account
+{
+    QString id;
+    QString token;
+};
+
+// What an observer heard: values, then perhaps why it was cancelled.
+struct Listening
+{
+    int values = 0;
+    std::optional<QString> cancelled;
+
+    DataEventCallback onValue()
+    {
+        return [this](const DataSnapshot &) { ++values; };
+    }
+    DataCancelCallback onCancel()
+    {
+        return [this](const QString &why) { cancelled = why; };
+    }
+};
+
+std::optional<QString> written(const DatabaseReference &at, const QVariant &value)
+{
+    std::optional<QString> outcome;
+    at.setValue(value, [&](const std::optional<QString> &error) {
+        outcome = error.value_or(QStringLiteral("stored"));
+    });
+    EXPECT_TRUE(waitUntil([&] { return outcome.has_value(); }, 10000))
+        << at.pathString().toStdString();
+    return outcome;
+}
+
+} // namespace
+
+class DatabaseIdentity : public LiveBackend
+{
+protected:
+    DatabaseIdentity() : LiveBackend(ownerRulesArguments()) {}
+
+    Account signUpAccount(const QString &name)
+    {
+        const QString id = signUp(name, QStringLiteral("female"), 52.52, 13.40);
+        return {id, LoginDefaults().userToken().value_or(QString())};
+    }
+};
+
+TEST_F(DatabaseIdentity, RequestsSpeakForTheirSessionAndRefusalsCancelOrRollBack)
+{
+    const Account ada = signUpAccount(QStringLiteral("Ada"));
+    const Account bea = signUpAccount(QStringLiteral("Bea"));
+    Database asAda(QStringLiteral("ada"));
+    asAda.setTokenProvider([&] { return ada.token; });
+    Database asBea(QStringLiteral("bea"));
+    asBea.setTokenProvider([&] { return bea.token; });
+    Database anonymous(QStringLiteral("anonymous"));
+    anonymous.setTokenProvider([] { return std::nullopt; });
+
+    const QString adaStatus = QStringLiteral("Users/%1/status").arg(ada.id);
+    EXPECT_EQ(written(asAda.reference(adaStatus), QStringLiteral("Online")), "stored");
+    EXPECT_TRUE(written(asBea.reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
+    EXPECT_TRUE(
+        written(anonymous.reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
+    EXPECT_EQ(storedValue(asBea, adaStatus), QVariant(QStringLiteral("Online")));
+    EXPECT_TRUE(storedValue(anonymous, adaStatus).toString().startsWith("<error> 401"));
+
+    // Bea may not listen to Ada's list: her observer hears why and is gone; Ada's own stays.
+    const QString adaList = QStringLiteral("RecentChatUserList/%1").arg(ada.id);
+    Listening beaListens, adaListens;
+    asBea.reference(adaList).observe(DataEventType::value, beaListens.onValue(),
+                                     beaListens.onCancel());
+    asAda.reference(adaList).observe(DataEventType::value, adaListens.onValue(),
+                                     adaListens.onCancel());
+    ASSERT_TRUE(waitUntil([&] { return beaListens.cancelled && adaListens.values == 1; }, 10000));
+    EXPECT_EQ(beaListens.cancelled, "Permission denied");
+    EXPECT_EQ(beaListens.values, 0);
+    EXPECT_EQ(asBea.openStreamCount(), 0);
+    EXPECT_EQ(asAda.openStreamCount(), 1);
+    EXPECT_FALSE(adaListens.cancelled);
+}
+
+TEST_F(DatabaseIdentity, QueuedWritesKeepTheirTokenAndStreamsFollowTheSession)
+{
+    const Account bea = signUpAccount(QStringLiteral("Bea"));
+    const Account ada = signUpAccount(QStringLiteral("Ada")); // the stored session is Ada's
+    QString current = ada.token;
+    Database client(QStringLiteral("client"));
+    client.setTokenProvider([&] { return current; });
+    Database reader(QStringLiteral("reader"));
+    reader.setTokenProvider([&] { return bea.token; });
+
+    const QString adaList = QStringLiteral("RecentChatUserList/%1").arg(ada.id);
+    Listening listening;
+    client.reference(adaList).observe(DataEventType::value, listening.onValue(),
+                                      listening.onCancel());
+    ASSERT_TRUE(waitUntil([&] { return listening.values == 1; }, 10000));
+
+    // Made as Ada while the server is away, sent after Bea has taken over the client: it
+    // still goes as Ada (as Bea it would be refused), and Ada's stream reopens as Bea's.
+    server_.stop();
+    const QString adaStatus = QStringLiteral("Users/%1/status").arg(ada.id);
+    client.reference(adaStatus).setValue(QStringLiteral("Offline"));
+    current = bea.token;
+    client.reauthenticate();
+    ASSERT_TRUE(server_.restart());
+    ASSERT_TRUE(
+        waitUntil([&] { return client.pendingWriteCount() == 0 && listening.cancelled; }, 15000));
+    EXPECT_EQ(storedValue(reader, adaStatus), QVariant(QStringLiteral("Offline")));
+    EXPECT_EQ(listening.cancelled, "Permission denied");
+}
