@@ -47,6 +47,11 @@ AppDelegate &appDelegate()
     return *theAppDelegate();
 }
 
+AppDelegate *runningAppDelegate()
+{
+    return theAppDelegate();
+}
+
 AppDelegate::AppDelegate(Database &database, NotificationCenter &center, OneSignal &oneSignal,
                          QObject *parent)
     : QObject(parent), database_(database), center_(center), oneSignal_(oneSignal),

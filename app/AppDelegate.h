@@ -119,3 +119,5 @@ private:
 
 // The running application's delegate; calling it before one exists is a programming error.
 AppDelegate &appDelegate();
+// The delegate when one runs; none in headless tests of single screens.
+AppDelegate *runningAppDelegate();

@@ -1,5 +1,7 @@
 #include "Storyboards.h"
 
+#include "Module/FindDog/FindDogViewController.h"
+#include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
@@ -75,8 +77,7 @@ Storyboard::Catalogue appStoryboards()
          screen<RegisterProfileViewController>("Register", "RegisterProfileView")},
     };
 
-    const auto findDog =
-        placeholder("Search", "travel_explore", "Dog owners near you will be listed here.");
+    const auto findDog = screen<FindDogViewController>("FindDog", "FindDogView");
     const auto favourites =
         placeholder("Favourites", "favorite", "The dog owners you mark will be kept here.");
     const auto chats = placeholder("Chats", "forum", "Your conversations will be listed here.");
@@ -95,7 +96,7 @@ Storyboard::Catalogue appStoryboards()
         {id(VCIdentifier::FindDog), findDog},
         {id(VCIdentifier::NavFindDog), stackOf(findDog)},
         {id(VCIdentifier::DogDetail),
-         placeholder("Search", "pets", "A dog owner's profile will be shown here.")},
+         screen<PartnerDetailViewController>("FindDog", "PartnerDetailView")},
         {id(VCIdentifier::navFavVC), stackOf(favourites)},
         {id(VCIdentifier::Profile), profile},
         {id(VCIdentifier::navProfile), stackOf(profile)},

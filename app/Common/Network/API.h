@@ -10,6 +10,9 @@ namespace API {
 // start-up (tests on ephemeral ports) is honoured.
 QString baseURL();
 QString imageBaseURL();
+// Where a stored picture reference is shown from: social sign-ins bring a full address, our
+// own uploads are names under the image base. Empty for no picture.
+QString pictureAddress(const QString &reference);
 
 inline const QString login = QStringLiteral("login");
 // "register" is a C++ keyword.

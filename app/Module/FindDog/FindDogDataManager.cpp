@@ -37,29 +37,56 @@ FindDogDataManager::FindDogDataManager(RealtimeReads &reads)
     : userData_(std::make_shared<QList<User>>()), reads_(&reads)
 {}
 
+namespace {
+
+const FindDogDataManager::ListTexts partnerTexts{QStringLiteral("User does not exist!"), {}};
+const FindDogDataManager::ListTexts favouriteTexts{QStringLiteral("User does not exist"),
+                                                   QStringLiteral("Request failed!")};
+
+QVariantMap pageParameters(const QString &filter, FindDogDataManager::Page page)
+{
+    return {{QStringLiteral("filter"), filter},
+            {QStringLiteral("page_size"), page.size},
+            {QStringLiteral("page"), page.number}};
+}
+
+} // namespace
+
 void FindDogDataManager::fetchallUsers(const QString &userId, const QString &filter,
                                        ResultCompletion completion)
 {
-    fetchList(API::findDogPartner, userId, filter, {QStringLiteral("User does not exist!"), {}},
+    fetchList(API::findDogPartner, userId, {{QStringLiteral("filter"), filter}}, partnerTexts,
+              std::move(completion));
+}
+
+void FindDogDataManager::fetchallUsers(const QString &userId, const QString &filter, Page page,
+                                       ResultCompletion completion)
+{
+    fetchList(API::findDogPartner, userId, pageParameters(filter, page), partnerTexts,
               std::move(completion));
 }
 
 void FindDogDataManager::getFavUsers(const QString &userId, const QString &filter,
                                      ResultCompletion completion)
 {
-    fetchList(API::getFavUser, userId, filter,
-              {QStringLiteral("User does not exist"), QStringLiteral("Request failed!")},
+    fetchList(API::getFavUser, userId, {{QStringLiteral("filter"), filter}}, favouriteTexts,
+              std::move(completion));
+}
+
+void FindDogDataManager::getFavUsers(const QString &userId, const QString &filter, Page page,
+                                     ResultCompletion completion)
+{
+    fetchList(API::getFavUser, userId, pageParameters(filter, page), favouriteTexts,
               std::move(completion));
 }
 
 void FindDogDataManager::fetchList(const QString &endpoint, const QString &userId,
-                                   const QString &filter, const ListTexts &texts,
+                                   const QVariantMap &parameters, const ListTexts &texts,
                                    ResultCompletion completion)
 {
     auto rows = userData_;
     APIManager().apiCall(
-        ApiHTTPMethod::POST, endpoint + QLatin1Char('/') + userId,
-        QVariantMap{{QStringLiteral("filter"), filter}},
+        ApiHTTPMethod::POST, endpoint + QLatin1Char('/') + userId, parameters,
         [rows, texts, completion](const QVariantMap &answer) {
             rows->clear();
             if (auto users = usersOf(answer)) {

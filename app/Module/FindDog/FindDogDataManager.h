@@ -19,9 +19,21 @@ public:
 
     const QList<User> &userData() const { return *userData_; }
 
+    // One page of a list: the backend answers 1 to 100 rows a page, pages 0 to 19.
+    struct Page
+    {
+        int size = 50;
+        int number = 0;
+    };
+
     // `userId` is the signed-in user; it travels in the address, the filter in the body.
     void fetchallUsers(const QString &userId, const QString &filter, ResultCompletion completion);
+    // The same for a page further down the list.
+    void fetchallUsers(const QString &userId, const QString &filter, Page page,
+                       ResultCompletion completion);
     void getFavUsers(const QString &userId, const QString &filter, ResultCompletion completion);
+    void getFavUsers(const QString &userId, const QString &filter, Page page,
+                     ResultCompletion completion);
     // `favouriteStatus` is the new mark: "1" marks, "0" unmarks.
     void createFavUser(const QString &userId, const QString &favouriteId,
                        const QString &favouriteStatus, ResultCompletion completion);
@@ -29,14 +41,15 @@ public:
     // database: true only for the text "1".
     void isFaveUser(const QString &otherUserId, std::function<void(bool)> completion);
 
-private:
     // The failure texts of a list answer without usable rows.
     struct ListTexts
     {
         QString noData;       // no "data" and no "message"
         QString unusableData; // "data" present but not an array of objects; empty: as noData
     };
-    void fetchList(const QString &endpoint, const QString &userId, const QString &filter,
+
+private:
+    void fetchList(const QString &endpoint, const QString &userId, const QVariantMap &parameters,
                    const ListTexts &texts, ResultCompletion completion);
 
     std::shared_ptr<QList<User>> userData_;

@@ -21,6 +21,8 @@ RowLayout {
             required property int index
             objectName: control.objectName + "_" + modelData.value
             Layout.fillWidth: true
+            // Equal shares, whatever the labels' lengths.
+            Layout.preferredWidth: 1
             Layout.preferredHeight: 44
             checkable: true
             checked: control.value === modelData.value

@@ -161,13 +161,7 @@ DSUser::DSUser(const QVariantMap &dictionary)
 
 QString DSUser::image() const
 {
-    if (profilePic.isEmpty())
-        return {};
-    // Social sign-ins bring a full address; our own uploads are names under the image base.
-    if (profilePic.startsWith(QLatin1String("http://")) ||
-        profilePic.startsWith(QLatin1String("https://")))
-        return profilePic;
-    return API::imageBaseURL() + profilePic;
+    return API::pictureAddress(profilePic);
 }
 
 QVariantMap DSUser::firebaseInfo() const

@@ -1,0 +1,168 @@
+// The partner search and detail screens' rules, headless, against a real server.
+
+#include "LoginDefaults.h"
+#include "Module/FindDog/FindDogViewController.h"
+#include "Module/FindDog/PartnerDetailViewController.h"
+#include "Module/Profile/ProfilleDataManager.h"
+#include "Platform/UI/Alert.h"
+#include "Platform/UserDefaults.h"
+
+#include "TestSupport.h"
+
+#include <QAbstractItemModelTester>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Person
+{
+    QString id;
+    QString token;
+};
+
+QStringList column(const QAbstractItemModel &model, int role)
+{
+    QStringList values;
+    for (int row = 0; row < model.rowCount(); ++row)
+        values << model.index(row, 0).data(role).toString();
+    return values;
+}
+
+void show(ViewController &screen)
+{
+    screen.loadViewIfNeeded();
+    screen.beginAppearance();
+    screen.endAppearance();
+}
+
+} // namespace
+
+class PartnerScreens : public LiveBackend
+{
+protected:
+    void SetUp() override
+    {
+        LiveBackend::SetUp();
+        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+    }
+
+    // Signed up with a picture, which leaves them signed in.
+    Person person(const QString &name, const QString &gender, double latitude, double longitude)
+    {
+        const QString id = signUp(name, gender, latitude, longitude);
+        QImage picture(48, 48, QImage::Format_RGB32);
+        picture.fill(Qt::darkYellow);
+        std::optional<bool> saved;
+        ProfilleDataManager().saveProfile({{"user_id", id}}, picture,
+                                          [&](bool success, const QString &) { saved = success; });
+        EXPECT_TRUE(waitUntil([&] { return saved.has_value(); }, 10000) && *saved)
+            << name.toStdString();
+        return {id, LoginDefaults().userToken().value_or(QString())};
+    }
+
+    // Writes `value` at `path` as `who`, as their own app would.
+    void writeAs(const Person &who, const QString &path, const QVariant &value)
+    {
+        Database client(QStringLiteral("as-") + who.id);
+        client.setTokenProvider([token = who.token] { return token; });
+        std::optional<QString> outcome;
+        client.reference(path).setValue(value, [&](const std::optional<QString> &error) {
+            outcome = error.value_or(QStringLiteral("stored"));
+        });
+        ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }, 10000));
+        ASSERT_EQ(outcome, "stored") << path.toStdString();
+    }
+
+    bool settled(FindDogViewController &search)
+    {
+        return waitUntil([&] { return !search.loading() && !search.loadingMore(); }, 10000);
+    }
+};
+
+TEST_F(PartnerScreens, SearchListsNearestFirstFiltersAndShowsOnlyWhatPrivacyAllows)
+{
+    // About 0.7, 1.3 and 11 km from the viewer.
+    const Person ada = person("Ada", "female", 52.5260, 13.4050);
+    const Person ben = person("Ben", "male", 52.5300, 13.4150);
+    const Person cleo = person("Cleo", "female", 52.6000, 13.5000);
+    const Person viewer = person("Vic", "male", 52.5200, 13.4050);
+    writeAs(ada, "DataProtection/" + ada.id,
+            QVariantMap{{"img_status", "Nobody"}, {"lastseen_status", "Nobody"}});
+    writeAs(ada, "Users/" + ada.id + "/status", "Online");
+    writeAs(ben, "DataProtection/" + ben.id,
+            QVariantMap{{"img_status", "Only Favourite"}, {"lastseen_status", "Anybody"}});
+    writeAs(ben, "Users/" + ben.id + "/status", "Online");
+    writeAs(cleo, "DataProtection/" + cleo.id,
+            QVariantMap{{"img_status", "Only Favourite"}, {"lastseen_status", "Only Favourite"}});
+    writeAs(cleo, "Users/" + cleo.id + "/status", "Online");
+    writeAs(cleo, "Favourite/" + cleo.id + "/" + viewer.id + "/Favourite", "1");
+
+    FindDogViewController search;
+    QAbstractItemModelTester tester(search.partners(),
+                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
+    show(search);
+    ASSERT_TRUE(settled(search));
+    EXPECT_EQ(column(*search.partners(), PartnerListModel::NameRole),
+              (QStringList{"Ada", "Ben", "Cleo"}));
+    EXPECT_EQ(search.empty(), FindDogViewController::Empty::None);
+
+    for (int row = 0; row < 3; ++row)
+        search.partners()->rowShown(row);
+    ASSERT_TRUE(waitUntil([&] {
+        return search.partners()->hasVisibility(ada.id) &&
+               search.partners()->hasVisibility(ben.id) &&
+               search.partners()->hasVisibility(cleo.id);
+    }));
+    // Ada hides everything; Ben shows his presence but keeps his picture for those he marked;
+    // Cleo has marked the viewer, so "Only Favourite" lets him see both.
+    EXPECT_EQ(column(*search.partners(), PartnerListModel::OnlineRole),
+              (QStringList{"false", "true", "true"}));
+    const QStringList pictures = column(*search.partners(), PartnerListModel::PictureRole);
+    EXPECT_EQ(pictures[0], "");
+    EXPECT_EQ(pictures[1], "");
+    EXPECT_TRUE(pictures[2].startsWith("http://127.0.0.1:")) << pictures[2].toStdString();
+
+    search.setFilterIndex(2);
+    EXPECT_EQ(search.filterText(), "female");
+    ASSERT_TRUE(settled(search));
+    EXPECT_EQ(column(*search.partners(), PartnerListModel::NameRole), (QStringList{"Ada", "Cleo"}));
+    search.setFilterIndex(1);
+    EXPECT_EQ(search.filterText(), "male");
+    ASSERT_TRUE(settled(search));
+    EXPECT_EQ(column(*search.partners(), PartnerListModel::NameRole), QStringList{"Ben"});
+}
+
+TEST_F(PartnerScreens, AFavouriteShowsAtOnceReachesTheListAndComesBackWhenRefused)
+{
+    const Person ada = person("Ada", "female", 52.5260, 13.4050);
+    const Person viewer = person("Vic", "male", 52.5200, 13.4050);
+    FindDogViewController search;
+    show(search);
+    ASSERT_TRUE(settled(search));
+    ASSERT_EQ(search.partners()->count(), 1);
+
+    PartnerDetailViewController detail;
+    detail.setPartner(*search.partners()->partner(0));
+    show(detail);
+    detail.toggleFavourite();
+    EXPECT_TRUE(detail.favourite()) << "shown before the backend answers";
+    ASSERT_TRUE(waitUntil([&] { return !detail.favouriteBusy(); }, 10000));
+    EXPECT_TRUE(detail.favourite());
+    EXPECT_EQ(detail.presentedAlert(), nullptr);
+    EXPECT_EQ(
+        storedValue(appDatabase_->client(), "Favourite/" + viewer.id + "/" + ada.id + "/Favourite"),
+        QVariant("1"));
+    EXPECT_TRUE(waitUntil([&] {
+        return search.partners()->index(0).data(PartnerListModel::FavouriteRole).toBool();
+    })) << "the list follows a mark made on another screen";
+
+    // The backend cannot be reached: the mark goes back and the screen says why.
+    ScopedEnvironment quick("TAILWISE_REQUEST_TIMEOUT_MS", "800");
+    server_.stop();
+    detail.toggleFavourite();
+    EXPECT_FALSE(detail.favourite());
+    ASSERT_TRUE(waitUntil([&] { return !detail.favouriteBusy(); }, 10000));
+    EXPECT_TRUE(detail.favourite());
+    ASSERT_NE(detail.presentedAlert(), nullptr);
+}
