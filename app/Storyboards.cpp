@@ -1,5 +1,6 @@
 #include "Storyboards.h"
 
+#include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
@@ -78,8 +79,7 @@ Storyboard::Catalogue appStoryboards()
     };
 
     const auto findDog = screen<FindDogViewController>("FindDog", "FindDogView");
-    const auto favourites =
-        placeholder("Favourites", "favorite", "The dog owners you mark will be kept here.");
+    const auto favourites = screen<FavouritesViewController>("FindDog", "FavouritesView");
     const auto chats = placeholder("Chats", "forum", "Your conversations will be listed here.");
     const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
     const auto profile =

@@ -1,6 +1,7 @@
 // The partner search and detail screens' rules, headless, against a real server.
 
 #include "LoginDefaults.h"
+#include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/Profile/ProfilleDataManager.h"
@@ -74,7 +75,7 @@ protected:
         ASSERT_EQ(outcome, "stored") << path.toStdString();
     }
 
-    bool settled(FindDogViewController &search)
+    bool settled(PartnerListViewController &search)
     {
         return waitUntil([&] { return !search.loading() && !search.loadingMore(); }, 10000);
     }
@@ -142,6 +143,13 @@ TEST_F(PartnerScreens, AFavouriteShowsAtOnceReachesTheListAndComesBackWhenRefuse
     ASSERT_TRUE(settled(search));
     ASSERT_EQ(search.partners()->count(), 1);
 
+    FavouritesViewController favourites;
+    QAbstractItemModelTester tester(favourites.partners(),
+                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
+    show(favourites);
+    ASSERT_TRUE(settled(favourites));
+    EXPECT_EQ(favourites.empty(), PartnerListViewController::Empty::NoPartners);
+
     PartnerDetailViewController detail;
     detail.setPartner(*search.partners()->partner(0));
     show(detail);
@@ -156,13 +164,27 @@ TEST_F(PartnerScreens, AFavouriteShowsAtOnceReachesTheListAndComesBackWhenRefuse
     EXPECT_TRUE(waitUntil([&] {
         return search.partners()->index(0).data(PartnerListModel::FavouriteRole).toBool();
     })) << "the list follows a mark made on another screen";
+    EXPECT_TRUE(waitUntil([&] { return favourites.partners()->count() == 1; }))
+        << "so do the favourites";
+
+    // Unmarked from the favourites: it leaves them, and the search row follows.
+    favourites.toggleFavourite(0);
+    EXPECT_TRUE(waitUntil([&] { return favourites.partners()->count() == 0; }));
+    EXPECT_TRUE(waitUntil([&] {
+        return !search.partners()->index(0).data(PartnerListModel::FavouriteRole).toBool();
+    }));
+    EXPECT_EQ(
+        storedValue(appDatabase_->client(), "Favourite/" + viewer.id + "/" + ada.id + "/Favourite"),
+        QVariant("0"));
+    ASSERT_TRUE(waitUntil([&] { return !favourites.loading(); }));
+    detail.setPartner(*search.partners()->partner(0));
 
     // The backend cannot be reached: the mark goes back and the screen says why.
     ScopedEnvironment quick("TAILWISE_REQUEST_TIMEOUT_MS", "800");
     server_.stop();
     detail.toggleFavourite();
-    EXPECT_FALSE(detail.favourite());
-    ASSERT_TRUE(waitUntil([&] { return !detail.favouriteBusy(); }, 10000));
     EXPECT_TRUE(detail.favourite());
+    ASSERT_TRUE(waitUntil([&] { return !detail.favouriteBusy(); }, 10000));
+    EXPECT_FALSE(detail.favourite());
     ASSERT_NE(detail.presentedAlert(), nullptr);
 }
