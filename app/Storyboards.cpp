@@ -4,6 +4,7 @@
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
+#include "Module/Profile/UserProfileViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
@@ -82,8 +83,7 @@ Storyboard::Catalogue appStoryboards()
     const auto favourites = screen<FavouritesViewController>("FindDog", "FavouritesView");
     const auto chats = placeholder("Chats", "forum", "Your conversations will be listed here.");
     const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
-    const auto profile =
-        placeholder("Profile", "person", "Your profile, as others see it, will be shown here.");
+    const auto profile = screen<UserProfileViewController>("Profile", "UserProfileView");
     const auto settings =
         placeholder("Settings", "settings", "Privacy, notifications and your account.");
     const auto chat = placeholder("Chat", "chat", "The conversation will be shown here.");

@@ -30,125 +30,24 @@ Item {
         clip: true
         ScrollIndicator.vertical: ScrollIndicator {}
 
-        ColumnLayout {
+        ProfileCard {
             id: body
             x: Theme.spacing
             y: Theme.spacing
             width: page.width - 2 * Theme.spacing
-            spacing: 14
-
-            RemoteImage {
-                objectName: "partnerPicture"
-                Layout.fillWidth: true
-                Layout.preferredHeight: Math.min(width, 360)
-                round: false
-                source: view.controller.pictureUrl
-            }
-
-            RowLayout {
-                Layout.fillWidth: true
-                spacing: 8
-                Label {
-                    objectName: "partnerName"
-                    Layout.fillWidth: true
-                    text: view.controller.name
-                    font: Theme.display
-                    color: Theme.text
-                    wrapMode: Text.Wrap
-                    maximumLineCount: 2
-                    elide: Text.ElideRight
-                }
-                Label {
-                    visible: text !== ""
-                    text: view.controller.ageText
-                    font: Theme.title
-                    color: Theme.textSecondary
-                }
-            }
-
-            Flow {
-                Layout.fillWidth: true
-                spacing: 8
-                Repeater {
-                    model: [
-                        { icon: "circle", text: view.controller.presenceText,
-                          tint: view.controller.online ? Theme.success : Theme.textSecondary },
-                        { icon: "place", text: view.controller.distanceText, tint: Theme.primary },
-                        { icon: "person", text: view.controller.genderText, tint: Theme.primary }
-                    ]
-                    Label {
-                        required property var modelData
-                        visible: modelData.text !== ""
-                        text: modelData.text
-                        font: Theme.caption
-                        color: Theme.text
-                        leftPadding: 30
-                        rightPadding: 12
-                        topPadding: 6
-                        bottomPadding: 6
-                        background: Rectangle { radius: 14; color: Theme.surfaceVariant }
-                        Icon {
-                            x: 10
-                            anchors.verticalCenter: parent.verticalCenter
-                            name: modelData.icon
-                            size: modelData.icon === "circle" ? 10 : 15
-                            color: modelData.tint
-                        }
-                    }
-                }
-            }
-
-            SectionLabel {
-                visible: view.controller.dogName !== "" || view.controller.dogsText !== ""
-                Localizable.xibLocKey: "My dogs"
-            }
-            RowLayout {
-                visible: view.controller.dogName !== "" || view.controller.dogsText !== ""
-                Layout.fillWidth: true
-                spacing: 10
-                Rectangle {
-                    width: 44; height: 44; radius: 22
-                    color: Theme.surfaceVariant
-                    Icon { anchors.centerIn: parent; name: "pets"; color: Theme.primary }
-                }
-                ColumnLayout {
-                    Layout.fillWidth: true
-                    spacing: 2
-                    Label {
-                        Layout.fillWidth: true
-                        text: view.controller.dogName
-                        font: Theme.headline
-                        color: Theme.text
-                        elide: Text.ElideRight
-                    }
-                    Label {
-                        text: view.controller.dogsText
-                        font: Theme.caption
-                        color: Theme.textSecondary
-                    }
-                }
-            }
-            Label {
-                visible: text !== ""
-                Layout.fillWidth: true
-                text: view.controller.dogDescription
-                font: Theme.body
-                color: Theme.text
-                wrapMode: Text.Wrap
-            }
-
-            SectionLabel {
-                visible: view.controller.about !== ""
-                Localizable.xibLocKey: "About me"
-            }
-            Label {
-                visible: text !== ""
-                Layout.fillWidth: true
-                text: view.controller.about
-                font: Theme.body
-                color: Theme.text
-                wrapMode: Text.Wrap
-            }
+            pictureUrl: view.controller.pictureUrl
+            name: view.controller.name
+            ageText: view.controller.ageText
+            chips: [
+                { icon: "circle", text: view.controller.presenceText,
+                  tint: view.controller.online ? Theme.success : Theme.textSecondary },
+                { icon: "place", text: view.controller.distanceText, tint: Theme.primary },
+                { icon: "person", text: view.controller.genderText, tint: Theme.primary }
+            ]
+            dogName: view.controller.dogName
+            dogsText: view.controller.dogsText
+            dogDescription: view.controller.dogDescription
+            about: view.controller.about
         }
     }
 

@@ -1,68 +1,17 @@
 #pragma once
 
-#include "Module/Register/ProfileRegister/RegisterProfileDataManager.h"
-#include "Platform/UI/ViewController.h"
+#include "Module/Common/ProfileFormViewController.h"
 
-#include <QImage>
-#include <QUrl>
-
-#include <optional>
-
-// The profile that follows sign-up: who the person is, their dogs, where they are and a
-// picture. Saving it finishes the registration and opens the tabs.
-class RegisterProfileViewController : public ViewController
+// The profile that follows sign-up. Saving it finishes the registration and opens the tabs;
+// a picture is required.
+class RegisterProfileViewController : public ProfileFormViewController
 {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("Storyboards make the screens")
-    Q_PROPERTY(QString name MEMBER name NOTIFY formChanged)
-    Q_PROPERTY(QString gender MEMBER gender NOTIFY formChanged)
-    Q_PROPERTY(QString age MEMBER age NOTIFY formChanged)
-    Q_PROPERTY(QString numberOfDogs MEMBER numberOfDogs NOTIFY formChanged)
-    Q_PROPERTY(QString dogName MEMBER dogName NOTIFY formChanged)
-    Q_PROPERTY(QString aboutDog MEMBER aboutDog NOTIFY formChanged)
-    Q_PROPERTY(QString aboutMe MEMBER aboutMe NOTIFY formChanged)
-    Q_PROPERTY(QString address MEMBER address NOTIFY formChanged)
-    Q_PROPERTY(QUrl pictureUrl READ pictureUrl NOTIFY pictureChanged)
-    Q_PROPERTY(bool hasPicture READ hasPicture NOTIFY pictureChanged)
 
 public:
-    // Pictures are scaled down to this many pixels on the longer side before they are sent.
-    static constexpr int pictureSide = 1024;
-
     explicit RegisterProfileViewController(QObject *parent = nullptr);
 
-    // The form, as typed; gender and number of dogs hold the texts the backend takes
-    // ("male"/"female"; "0", "1", "2", "pack").
-    QString name;
-    QString gender;
-    QString age;
-    QString numberOfDogs;
-    QString dogName;
-    QString aboutDog;
-    QString aboutMe;
-    QString address;
-
-    QUrl pictureUrl() const { return pictureUrl_; }
-    bool hasPicture() const { return picture_.has_value(); }
-
-    // A picture file chosen on disk: kept for saving and shown at once, or an alert that says
-    // why it cannot be used.
-    Q_INVOKABLE void choosePicture(const QUrl &file);
-    // The first problem of the form as a localised text; none when it can be saved.
-    std::optional<QString> formProblem() const;
-    QVariantMap profileParameters() const;
-    Q_INVOKABLE void save();
-
-Q_SIGNALS:
-    void formChanged();
-    void pictureChanged();
-
-protected:
-    void viewDidLoad() override;
-
-private:
-    RegisterProfileDataManager dataManager_;
-    std::optional<QImage> picture_;
-    QUrl pictureUrl_;
+    Q_INVOKABLE void save() override;
 };
