@@ -13,7 +13,8 @@
 namespace tailwise::test {
 
 // The tailwise-server program in a process of its own, killed if a test leaves it running.
-// Its standard output is read line by line; standard error is appended to `errorLog`.
+// Its standard output is read line by line; standard error is appended to `errorLog`. The
+// database serves without rules unless `args` name some with --database-rules.
 class ServerProcess
 {
 public:
