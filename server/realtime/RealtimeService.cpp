@@ -223,7 +223,7 @@ net::Reply RealtimeService::answer(const net::Request &request)
                 streamQuery = query;
             const auto listener = database_.listen(path, std::move(streamQuery));
             if (requester.auth && access_)
-                listener->watchAccess([access = access_, requester] {
+                listener->watchAccess(requester.auth->uid, [access = access_, requester] {
                     // Without rules a session's end takes nothing away.
                     return !access->rules() || access->stillSignedIn(requester);
                 });
