@@ -52,7 +52,8 @@ ServerStack::ServerStack(StackConfig config)
                 return std::nullopt;
             },
             realtime::DatabaseSecret::loadOrCreate(secretFile), config_.databaseRules,
-            [database = database_.get()] { return database->now(); });
+            [database = database_.get()] { return database->now(); },
+            config_.storeRulesReplacements);
         realtime_ = std::make_unique<realtime::RealtimeService>(*database_, access_.get());
         // One process: a logout reaches the streams of its token at once.
         backend_->onSessionsEnded([realtime = realtime_.get()](std::int64_t userId) {

@@ -242,6 +242,7 @@ int main(int argc, char **argv)
     pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 
     config.databaseRules = chooseRules(rulesFlag);
+    config.storeRulesReplacements = rulesFlag.has_value();
     fitOpenFiles(config);
     // glibc gives each thread that allocates at once an arena of its own, up to eight per
     // core, and keeps what was freed in each: after bursts of large requests on many workers

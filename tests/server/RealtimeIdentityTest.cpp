@@ -243,4 +243,36 @@ TEST(RealtimeIdentity, AFaultyRulesFileStopsTheServerWithItsPosition)
         << readFile(dir.path() / "stderr");
 }
 
+TEST(RealtimeIdentity, TheProgramServesTheRulesBesideItUnlessToldToServeOpen)
+{
+    const struct
+    {
+        std::vector<std::string> flags;
+        unsigned anonymousRead;
+        const char *says;
+    } cases[] = {
+        {{}, 401, "database rules: " TAILWISE_SERVER_DIRECTORY "/database.rules.json"},
+        {{"--database-rules", "open"}, 200, "WARNING: database rules: open."},
+    };
+    for (const auto &c : cases) {
+        TempDir dir;
+        std::vector<std::string> args = {TAILWISE_SERVER_BINARY,
+                                         "--backend-port",
+                                         "0",
+                                         "--database-port",
+                                         "0",
+                                         "--push-port",
+                                         "0",
+                                         "--data-dir",
+                                         (dir.path() / "data").string()};
+        args.insert(args.end(), c.flags.begin(), c.flags.end());
+        ServerProcess server(args, dir.path() / "stderr", false);
+        const auto database = server.listeningEndpoint("database", 10s);
+        ASSERT_TRUE(database) << readFile(dir.path() / "stderr");
+        EXPECT_EQ(HttpClient(*database).get("/Users.json").status, c.anonymousRead);
+        EXPECT_NE(readFile(dir.path() / "stderr").find(c.says), std::string::npos)
+            << readFile(dir.path() / "stderr");
+    }
+}
+
 } // namespace

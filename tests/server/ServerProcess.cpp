@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 ServerProcess::ServerProcess(const std::vector<std::string> &args,
-                             const std::filesystem::path &errorLog)
+                             const std::filesystem::path &errorLog, bool openDatabase)
 {
     int out[2];
     if (::pipe2(out, O_CLOEXEC) != 0)
@@ -32,7 +32,7 @@ ServerProcess::ServerProcess(const std::vector<std::string> &args,
                                      O_WRONLY | O_CREAT | O_APPEND, 0644);
     std::vector<std::string> words = args;
     // These tests write wherever they like; the rules themselves are tested apart.
-    if (std::find(words.begin(), words.end(), "--database-rules") == words.end())
+    if (openDatabase && std::find(words.begin(), words.end(), "--database-rules") == words.end())
         words.insert(words.end(), {"--database-rules", "open"});
     std::vector<char *> argv;
     for (const auto &word : words)
