@@ -43,7 +43,7 @@ ServerStack::ServerStack(StackConfig config)
         const auto secretFile = config_.databaseSecret.empty() ? config_.dataDir / "database.secret"
                                                                : config_.databaseSecret;
         // Sessions end in the backend's store: a token is looked up on every request, so a
-        // logout takes effect on the database at once.
+        // logout takes effect on the database's requests at once.
         const backend::Sessions &sessions = backend_->sessions();
         access_ = std::make_unique<realtime::DatabaseAccess>(
             [&sessions](std::string_view token) -> std::optional<std::string> {
@@ -52,8 +52,13 @@ ServerStack::ServerStack(StackConfig config)
                 return std::nullopt;
             },
             realtime::DatabaseSecret::loadOrCreate(secretFile), config_.databaseRules,
-            [database = database_.get()] { return database->now(); });
+            [database = database_.get()] { return database->now(); },
+            config_.storeRulesReplacements);
         realtime_ = std::make_unique<realtime::RealtimeService>(*database_, access_.get());
+        // One process: a logout reaches the streams of its token at once.
+        backend_->onSessionsEnded([realtime = realtime_.get()](std::int64_t userId) {
+            realtime->sessionsEnded(std::to_string(userId));
+        });
         databaseWorkers_ = std::make_unique<net::asio::thread_pool>(
             std::max(16u, 4 * threadCount(config_.threads)));
         databaseServer_ = std::make_unique<net::HttpServer>(

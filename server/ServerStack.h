@@ -43,6 +43,10 @@ struct StackConfig
     std::filesystem::path databaseSecret;
     // The security rules; none: every request is allowed until rules are put in force.
     std::optional<std::filesystem::path> databaseRules;
+    // Whether rules the administrator puts in force replace that file. The file installed
+    // beside the program belongs to the installation: replacements of it last until the
+    // next start.
+    bool storeRulesReplacements = true;
     // The push relay likewise; its directory defaults to <dataDir>/push.
     std::optional<unsigned short> pushPort;
     net::ServerLimits pushLimits = pushServerLimits();

@@ -3,8 +3,11 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include <malloc.h>
@@ -33,8 +36,9 @@ void usage(std::ostream &out)
            "               Authorization: Basic KEY (or Key KEY).\n"
            "Social sign-in: NAME is google (register_type \"gmail\") or facebook; a provider\n"
            "needs all three --oidc flags, and without them its sign-in is refused.\n"
-           "--database-rules: security rules for the realtime database; without them every\n"
-           "               request is allowed until an administrator puts rules in force.\n"
+           "--database-rules: security rules for the realtime database (default: the\n"
+           "               database.rules.json beside this program); 'open' serves without\n"
+           "               rules, every request allowed, for tests and benches only.\n"
            "--database-secret: the administrator's secret (default DATA_DIR/database.secret,\n"
            "               created at first start).\n"
            "--no-rate-limits is for load tests only.\n";
@@ -136,6 +140,36 @@ void setProviderValue(tailwise::backend::IdentityProviderConfigs &providers,
         provider.clientId = setting;
 }
 
+// What `--database-rules open` asks for; a rules file of that name is "./open".
+constexpr std::string_view openRules = "open";
+
+// The rules the database starts with: the flag's file, none for "open", and otherwise the
+// file installed beside the program, so that a start without the flag is never an open
+// database. Says which on stderr.
+std::optional<std::filesystem::path> chooseRules(const std::optional<std::string> &flag)
+{
+    if (flag == openRules) {
+        std::cerr << "tailwise-server: WARNING: database rules: open. Every database request "
+                     "may read and write everything; for tests and benches on 127.0.0.1 only\n";
+        return std::nullopt;
+    }
+    std::filesystem::path file;
+    if (flag) {
+        file = *flag;
+    } else {
+        std::error_code failed;
+        file = std::filesystem::read_symlink("/proc/self/exe", failed).parent_path() /
+               "database.rules.json";
+        if (failed || !std::filesystem::exists(file)) {
+            std::cerr << "tailwise-server: no database rules at " << file.string()
+                      << "; name a file with --database-rules FILE (or 'open')\n";
+            std::exit(2);
+        }
+    }
+    std::cerr << "tailwise-server: database rules: " << file.string() << "\n";
+    return file;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -144,6 +178,7 @@ int main(int argc, char **argv)
     config.dataDir = "var";
     config.databasePort = 9000;
     config.pushPort = 8081;
+    std::optional<std::string> rulesFlag;
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         if (flag == "--help" || flag == "-h") {
@@ -187,7 +222,7 @@ int main(int argc, char **argv)
         } else if (flag == "--database-max-bytes")
             config.database.maxStoredBytes = parseCount(flag, value);
         else if (flag == "--database-rules")
-            config.databaseRules = value;
+            rulesFlag = value;
         else if (flag == "--database-secret")
             config.databaseSecret = value;
         else if (flag == "--oidc-issuer" || flag == "--oidc-jwks" || flag == "--oidc-client-id")
@@ -206,6 +241,8 @@ int main(int argc, char **argv)
     sigaddset(&blocked, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 
+    config.databaseRules = chooseRules(rulesFlag);
+    config.storeRulesReplacements = rulesFlag.has_value();
     fitOpenFiles(config);
     // glibc gives each thread that allocates at once an arena of its own, up to eight per
     // core, and keeps what was freed in each: after bursts of large requests on many workers

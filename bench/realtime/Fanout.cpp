@@ -60,6 +60,14 @@ std::string freshLocation()
     return name;
 }
 
+// A chat's messages go where the app keeps them: its conversation's message list.
+std::string chosenLocation(const Options &options)
+{
+    if (options.chat())
+        return "Tailwise_Chat/" + options.chatSender + "_" + options.chatReceiver + "/Messages";
+    return options.location.empty() ? freshLocation() : options.location;
+}
+
 std::string describe(std::exception_ptr failure)
 {
     try {
@@ -102,14 +110,16 @@ std::string respCommand(std::initializer_list<std::string_view> parts)
 class Protocol
 {
 public:
-    Protocol(System system, const std::string &host, std::uint16_t port, std::string location)
-        : system_(system), location_(std::move(location))
+    Protocol(System system, const std::string &host, std::uint16_t port, std::string location,
+             const std::string &auth)
+        : system_(system), location_(std::move(location)),
+          query_(auth.empty() ? "" : "?auth=" + auth)
     {
         const bool v6 = host.find(':') != std::string::npos;
         host_ = (v6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
         switch (system_) {
         case System::tailwise:
-            stream_ = httpRequest("GET", "/" + location_ + ".json", host_, {},
+            stream_ = httpRequest("GET", "/" + location_ + ".json" + query_, host_, {},
                                   "Accept: text/event-stream\r\n");
             break;
         case System::pouchdb:
@@ -136,7 +146,7 @@ public:
     {
         switch (system_) {
         case System::tailwise:
-            return httpRequest("POST", "/" + location_ + ".json", host_, message);
+            return httpRequest("POST", "/" + location_ + ".json" + query_, host_, message);
         case System::pouchdb:
         case System::nodeSse:
             return httpRequest("POST", "/" + location_, host_, message);
@@ -157,7 +167,7 @@ public:
     {
         switch (system_) {
         case System::tailwise:
-            return httpRequest("DELETE", "/" + location_ + ".json", host_);
+            return httpRequest("DELETE", "/" + location_ + ".json" + query_, host_);
         case System::pouchdb:
             return httpRequest("DELETE", "/" + location_, host_);
         default:
@@ -168,6 +178,7 @@ public:
 private:
     System system_;
     std::string location_;
+    std::string query_; // "?auth=..." or nothing
     std::string host_;
     std::string stream_;
 };
@@ -242,10 +253,17 @@ struct RunState
 {
     RunState(const Options &options, tcp::resolver::results_type endpoints)
         : options(options), protocol(options.system, options.host, options.port,
-                                     options.location.empty() ? freshLocation() : options.location),
+                                     chosenLocation(options), options.auth),
           endpoints(std::move(endpoints)), text(messageText(options.textBytes)),
           ledger(static_cast<std::uint32_t>(options.listeners))
     {}
+
+    std::string message(std::uint64_t seq, std::int64_t sentNs) const
+    {
+        return options.chat()
+                   ? chatMessage(seq, sentNs, text, options.chatSender, options.chatReceiver)
+                   : benchMessage(seq, sentNs, text);
+    }
 
     // The first failure is the one reported; everything winds down after it.
     void fail(const std::string &reason)
@@ -325,7 +343,7 @@ public:
         const std::uint64_t seq = run_.nextSeq.fetch_add(1, std::memory_order_relaxed);
         const auto sent = Clock::now();
         const std::string request =
-            run_.protocol.writeRequest(benchMessage(seq, steadyNanos(sent), run_.text));
+            run_.protocol.writeRequest(run_.message(seq, steadyNanos(sent)));
         // The wake-up is posted to this writer's strand, where the wait below runs.
         run_.ledger.open(seq, measured,
                          [this] { asio::post(wake_.get_executor(), [this] { wake_.cancel(); }); });

@@ -45,6 +45,13 @@ struct Options
     std::chrono::milliseconds deliveryTimeout{5000};
     std::size_t textBytes = 64;
     int threads = 1;
+    // tailwise only: the `auth=` every request carries, so that rules in force apply to it.
+    std::string auth;
+    // tailwise only: writes are chat messages from `chatSender` to `chatReceiver` (user ids)
+    // in their conversation's message list, shaped as the app writes them, so that the rules
+    // check every one of them the way they check the app's.
+    std::string chatSender, chatReceiver;
+    bool chat() const { return !chatSender.empty(); }
     bool help = false;
 };
 

@@ -3,6 +3,7 @@
 #include "bench/loadgen/Options.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <iterator>
 
@@ -38,6 +39,19 @@ bool acceptableLocation(std::string_view name)
     });
 }
 
+bool tokenLike(std::string_view text)
+{
+    return !text.empty() && text.size() <= 256 && std::all_of(text.begin(), text.end(), [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_';
+    });
+}
+
+bool userId(std::string_view text)
+{
+    return !text.empty() && text.size() <= 20 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 } // namespace
 
 std::string_view systemName(System system)
@@ -52,10 +66,10 @@ Options parseOptions(const std::vector<std::string> &args)
 {
     Options options;
     bool havePort = false;
-    const auto flags =
-        loadgen::splitFlags(args, {"--system", "--host", "--port", "--location", "--listeners",
-                                   "--writers", "--duration", "--warmup", "--timeout",
-                                   "--delivery-timeout", "--text-bytes", "--threads"});
+    const auto flags = loadgen::splitFlags(args, {"--system", "--host", "--port", "--location",
+                                                  "--listeners", "--writers", "--duration",
+                                                  "--warmup", "--timeout", "--delivery-timeout",
+                                                  "--text-bytes", "--threads", "--auth", "--chat"});
     if (!flags) {
         options.help = true;
         return options;
@@ -100,10 +114,24 @@ Options parseOptions(const std::vector<std::string> &args)
             options.textBytes = parseInteger<std::size_t>(flag, value, 0, maxTextBytes);
         } else if (flag == "--threads") {
             options.threads = parseInteger(flag, value, 1, maxThreads);
+        } else if (flag == "--auth") {
+            if (!tokenLike(value))
+                throw UsageError("--auth takes a token of letters, digits, '-' and '_'");
+            options.auth = value;
+        } else if (flag == "--chat") {
+            const auto colon = value.find(':');
+            options.chatSender = value.substr(0, colon);
+            options.chatReceiver = colon == value.npos ? "" : value.substr(colon + 1);
+            if (!userId(options.chatSender) || !userId(options.chatReceiver))
+                throw UsageError("--chat takes SENDER:RECEIVER, two user ids, not '" + value + "'");
         }
     }
     if (!havePort)
         throw UsageError("--port is required");
+    if ((options.chat() || !options.auth.empty()) && options.system != System::tailwise)
+        throw UsageError("--auth and --chat are for --system tailwise only");
+    if (options.chat() && !options.location.empty())
+        throw UsageError("--chat writes to the conversation's messages; leave out --location");
     return options;
 }
 
@@ -121,6 +149,9 @@ std::string usage()
            "  --delivery-timeout SECONDS   wait for a write to reach every listener (5)\n"
            "  --text-bytes N               length of each message's text, 0-65536 (64)\n"
            "  --threads N                  generator threads, 1-2 (1)\n"
+           "  --auth TOKEN                 tailwise: every request as this token's holder\n"
+           "  --chat SENDER:RECEIVER       tailwise: write chat messages between these user ids\n"
+           "                               to Tailwise_Chat/SENDER_RECEIVER/Messages\n"
            "Each writer sends a message, waits for its acknowledgement and for the message to\n"
            "reach every listener, then sends the next. Prints one JSON line with the results;\n"
            "exits 1 when the run could not be carried out, 2 on a usage error.\n";

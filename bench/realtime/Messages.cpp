@@ -5,8 +5,11 @@
 namespace tailwise::fanout {
 namespace {
 
-constexpr std::string_view seqKey = "\"bench_seq\"";
-constexpr std::string_view sentKey = "\"sent_ns\"";
+// The keys of the sequence number and the send time: a bench message's, a chat message's.
+constexpr std::pair<std::string_view, std::string_view> stampKeys[] = {
+    {"\"bench_seq\"", "\"sent_ns\""},
+    {"\"image_pos\"", "\"timestamp\""},
+};
 // Far beyond any line a message travels on; a longer one is not ours and is dropped rather
 // than kept growing.
 constexpr std::size_t maxLineBytes = 16 * 1024 * 1024;
@@ -31,13 +34,15 @@ bool numberAfterKey(std::string_view line, std::size_t at, std::size_t keySize, 
 
 void scanLine(std::string_view line, std::vector<Stamp> &found)
 {
-    for (auto at = line.find(seqKey); at != line.npos; at = line.find(seqKey, at + 1)) {
-        Stamp stamp;
-        if (!numberAfterKey(line, at, seqKey.size(), stamp.seq))
-            continue;
-        const auto sent = line.find(sentKey, at);
-        if (sent != line.npos && numberAfterKey(line, sent, sentKey.size(), stamp.sentNs))
-            found.push_back(stamp);
+    for (const auto &[seqKey, sentKey] : stampKeys) {
+        for (auto at = line.find(seqKey); at != line.npos; at = line.find(seqKey, at + 1)) {
+            Stamp stamp;
+            if (!numberAfterKey(line, at, seqKey.size(), stamp.seq))
+                continue;
+            const auto sent = line.find(sentKey, at);
+            if (sent != line.npos && numberAfterKey(line, sent, sentKey.size(), stamp.sentNs))
+                found.push_back(stamp);
+        }
     }
 }
 
@@ -51,6 +56,23 @@ std::string benchMessage(std::uint64_t seq, std::int64_t sentNs, std::string_vie
     message += std::to_string(sentNs);
     message += ",\"text\":\"";
     message += text;
+    message += "\"}";
+    return message;
+}
+
+std::string chatMessage(std::uint64_t seq, std::int64_t sentNs, std::string_view text,
+                        std::string_view sender, std::string_view receiver)
+{
+    std::string message = "{\"file_url\":\"NOTSET\",\"image_pos\":";
+    message += std::to_string(seq);
+    message += ",\"isSent\":false,\"message\":\"";
+    message += text;
+    message += "\",\"message_type\":\"text\",\"receiverId\":\"";
+    message += receiver;
+    message += "\",\"timestamp\":";
+    message += std::to_string(sentNs);
+    message += ",\"user_id\":\"";
+    message += sender;
     message += "\"}";
     return message;
 }

@@ -227,7 +227,9 @@ net::Response AccountService::socialSignIn(const net::Request &request, const Fi
 
     const std::string token = newSessionToken();
     const std::int64_t now = clock_.nowMs();
-    return users_.write([&](Connection &connection) {
+    bool endedOthers = false;
+    std::int64_t accountId = 0;
+    net::Response response = users_.write([&](Connection &connection) {
         bool created = false;
         auto account = UserStore::findByIdentity(connection, identity.issuer, identity.subject);
         if (!account) {
@@ -244,17 +246,22 @@ net::Response AccountService::socialSignIn(const net::Request &request, const Fi
                 refuseInactive(*account);
                 UserStore::bindIdentity(connection, account->id, identity.issuer, identity.subject);
                 UserStore::endAllSessions(connection, account->id);
+                endedOthers = true;
             } else {
                 throw BadRequest(otherSignInMethod, status::conflict);
             }
         }
         refuseInactive(*account);
         startSession(connection, account->id, token, now);
+        accountId = account->id;
         return success(request, created ? "Registered successfully." : "Signed in successfully.",
                        {{"user_id", std::to_string(account->id)},
                         {"userToken", token},
                         {"is_new_account", created ? "true" : "false"}});
     });
+    if (endedOthers)
+        sessions_.ended(accountId);
+    return response;
 }
 
 net::Response AccountService::login(const net::Request &request)
@@ -282,7 +289,7 @@ net::Response AccountService::login(const net::Request &request)
         rehashed = hasher_.hash(password);
 
     const std::string token = newSessionToken();
-    return users_.write([&](Connection &connection) {
+    net::Response response = users_.write([&](Connection &connection) {
         if (mailed) {
             // The mailed password becomes the password, and every other session ends.
             UserStore::setPasswordHash(connection, user->id, *user->resetHash);
@@ -301,6 +308,9 @@ net::Response AccountService::login(const net::Request &request)
                        {{"user_data", nlohmann::json::array({userData})},
                         {"is_new_account", signedIn->profileComplete ? 0 : 1}});
     });
+    if (mailed)
+        sessions_.ended(user->id);
+    return response;
 }
 
 net::Response AccountService::forgotPassword(const net::Request &request)
@@ -362,12 +372,14 @@ net::Response AccountService::changePassword(const net::Request &request)
         refuseWrongPassword(user->id, attempt, "Old password is not correct.");
 
     const std::string hash = hasher_.hash(newPassword);
-    return users_.write([&](Connection &connection) {
+    net::Response response = users_.write([&](Connection &connection) {
         UserStore::setPasswordHash(connection, user->id, hash);
         // Whoever knew the old password is signed out everywhere else.
         UserStore::endOtherSessions(connection, user->id, session.tokenDigest);
         return success(request, "Password changed successfully.");
     });
+    sessions_.ended(user->id);
+    return response;
 }
 
 net::Response AccountService::logout(const net::Request &request)
@@ -375,6 +387,7 @@ net::Response AccountService::logout(const net::Request &request)
     const Fields fields = Fields::fromRequest(request);
     const SignedIn session = sessions_.require(request, fields);
     users_.endSession(session.tokenDigest);
+    sessions_.ended(session.userId);
     return success(request, "Logged out successfully.");
 }
 
@@ -385,6 +398,7 @@ net::Response AccountService::deactivate(const net::Request &request)
     const std::string reason = trimmed(fields.required("reason", shortText));
     const std::string message = fields.text("message", 4000).value_or("");
     users_.deactivate(session.userId, reason, message, clock_.nowMs());
+    sessions_.ended(session.userId);
     return success(request, "Your account has been deactivated.");
 }
 

@@ -5,6 +5,8 @@
 #include "Fields.h"
 #include "UserStore.h"
 
+#include <functional>
+
 namespace tailwise::backend {
 
 struct SignedIn
@@ -33,10 +35,23 @@ public:
 
     const SessionRules &rules() const { return rules_; }
 
+    // Told whenever sessions of a user have just ended (logout, deactivation, a password
+    // change or reset), so that whatever serves those sessions elsewhere can let go of them
+    // now rather than when it next looks. Set before the first request is served.
+    using EndObserver = std::function<void(std::int64_t userId)>;
+    void onEnded(EndObserver observer) { endObserver_ = std::move(observer); }
+    // Called once the sessions' end is committed.
+    void ended(std::int64_t userId) const
+    {
+        if (endObserver_)
+            endObserver_(userId);
+    }
+
 private:
     UserStore &users_;
     const Clock &clock_;
     SessionRules rules_;
+    EndObserver endObserver_;
 };
 
 } // namespace tailwise::backend

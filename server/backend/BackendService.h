@@ -39,6 +39,8 @@ public:
 
     UserStore &users() { return users_; }
     const Sessions &sessions() const { return sessions_; }
+    // Before the first request: see Sessions::onEnded.
+    void onSessionsEnded(Sessions::EndObserver observer) { sessions_.onEnded(std::move(observer)); }
 
     // The endpoints that hash a password (sign-up, sign-in, password changes): a few of them
     // keep a core busy for a tenth of a second each.

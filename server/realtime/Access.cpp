@@ -71,14 +71,15 @@ bool DatabaseSecret::matches(std::string_view candidate) const
 
 DatabaseAccess::DatabaseAccess(TokenResolver resolver, DatabaseSecret secret,
                                std::optional<std::filesystem::path> rulesFile,
-                               std::function<std::int64_t()> clock)
+                               std::function<std::int64_t()> clock, bool storeReplacements)
     : resolver_(std::move(resolver)), secret_(std::move(secret)), clock_(std::move(clock))
 {
     if (rulesFile) {
         std::string text = readWhole(*rulesFile);
         rules_ = std::make_shared<const LoadedRules>(
             LoadedRules{text, rules::Rules(rules::RuleTree::parse(text), clock_)});
-        rulesFile_ = std::move(rulesFile);
+        if (storeReplacements)
+            rulesFile_ = std::move(rulesFile);
     }
 }
 

@@ -53,11 +53,12 @@ class DatabaseAccess
 {
 public:
     // With `rulesFile`, its rules are in force from the start (throws rules::RulesError with
-    // the fault's position, std::runtime_error when it cannot be read), and rules put in force
-    // later are stored there, so that they survive a restart.
+    // the fault's position, std::runtime_error when it cannot be read), and with
+    // `storeReplacements` rules put in force later are stored there, so that they survive a
+    // restart.
     DatabaseAccess(TokenResolver resolver, DatabaseSecret secret,
                    std::optional<std::filesystem::path> rulesFile,
-                   std::function<std::int64_t()> clock);
+                   std::function<std::int64_t()> clock, bool storeReplacements = true);
 
     Requester identify(const std::map<std::string, std::string> &parameters) const;
     // Whether a user's session still lives (always true for others).

@@ -96,6 +96,10 @@ public:
     // everyone left at once. A crash cannot run them either, so a stop behaves like one.
     void dropDisconnectOperations();
 
+    // The sessions of `owner` changed: each of that user's streams asks again whether it may
+    // go on (see Listener::watchAccess).
+    void recheckStreams(const std::string &owner) { registry_->recheckAccess(owner); }
+
     // Writes a snapshot now and starts a new journal generation.
     void snapshot();
     std::size_t listeners() const { return registry_->size(); }

@@ -103,8 +103,6 @@ void Listener::offerResult(const NodePtr &result, const std::function<Event()> &
 
 void Listener::deliver(const Event &event)
 {
-    if (!stillAllowed())
-        return;
     std::function<void()> ready;
     {
         const std::lock_guard lock(mutex_);
@@ -201,10 +199,17 @@ net::ResponseStream::Chunk Listener::next()
     return chunk;
 }
 
-void Listener::watchAccess(std::function<bool()> allowed)
+void Listener::watchAccess(std::string owner, std::function<bool()> allowed)
 {
     const std::lock_guard lock(mutex_);
+    owner_ = std::move(owner);
     allowed_ = std::move(allowed);
+}
+
+std::string Listener::owner() const
+{
+    const std::lock_guard lock(mutex_);
+    return owner_;
 }
 
 bool Listener::stillAllowed()
@@ -283,6 +288,22 @@ void ListenerRegistry::setDisconnectHook(DisconnectHook hook)
 {
     const std::lock_guard lock(mutex_);
     disconnectHook_ = std::move(hook);
+}
+
+void ListenerRegistry::recheckAccess(const std::string &owner)
+{
+    Found all;
+    {
+        const std::lock_guard lock(mutex_);
+        all.reserve(entries_.size());
+        for (const auto &entry : entries_)
+            all.push_back(entry.second);
+    }
+    // Outside the registry's lock: asking may look up a session, and cancelling wakes a
+    // connection. A session ends rarely enough that walking every stream is cheap.
+    for (const auto &listener : all)
+        if (listener->owner() == owner)
+            listener->recheckAccess();
 }
 
 std::size_t ListenerRegistry::size() const

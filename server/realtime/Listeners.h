@@ -87,9 +87,13 @@ public:
     void offerResult(const NodePtr &result, const std::function<Event()> &event);
     // Ends the stream with a `cancel` event saying why.
     void cancel(std::string_view why);
-    // Asked before each event and at each keep-alive; once it says no, the stream is
-    // cancelled instead (a signed-in user's stream outliving the session).
-    void watchAccess(std::function<bool()> allowed);
+    // A signed-in user's stream: `allowed` is asked at each keep-alive and whenever
+    // recheckAccess() says the owner's sessions changed; once it says no, the stream is
+    // cancelled (it outlived its session).
+    void watchAccess(std::string owner, std::function<bool()> allowed);
+    // The user whose stream this is; empty for anonymous ones.
+    std::string owner() const;
+    void recheckAccess() { stillAllowed(); }
     bool finished() const;
     // Bytes queued or being written.
     std::size_t heldBytes() const;
@@ -128,6 +132,7 @@ private:
     std::function<void()> ready_;
     std::function<void()> abort_;
     std::function<bool()> allowed_;
+    std::string owner_;
     std::vector<DisconnectOperation> onDisconnect_;
     std::size_t onDisconnectBytes_ = 0;
     NodePtr lastResult_;      // query streams: the result sent last
@@ -154,6 +159,8 @@ public:
     void publish(const Change &change);
     // While the streams together hold more than the budget, cancels the one holding most.
     void shed();
+    // Asks every stream of `owner` whether it may go on.
+    void recheckAccess(const std::string &owner);
     std::size_t size() const;
     // Called, under the registry's lock, with the operations of each stream that closes; it
     // must only queue them. An empty hook drops them.

@@ -222,11 +222,15 @@ net::Reply RealtimeService::answer(const net::Request &request)
             if (query.selects())
                 streamQuery = query;
             const auto listener = database_.listen(path, std::move(streamQuery));
-            if (requester.auth && access_)
-                listener->watchAccess([access = access_, requester] {
+            if (requester.auth && access_) {
+                listener->watchAccess(requester.auth->uid, [access = access_, requester] {
                     // Without rules a session's end takes nothing away.
                     return !access->rules() || access->stillSignedIn(requester);
                 });
+                // A session that ended since the requester was identified was told to no one
+                // watching this stream yet.
+                listener->recheckAccess();
+            }
             net::StreamingResponse stream{net::Response{status::ok, request.version()}, listener};
             stream.head.set(http::field::server, "tailwise-server");
             stream.head.set(http::field::content_type, "text/event-stream");

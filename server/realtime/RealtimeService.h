@@ -22,6 +22,9 @@ public:
     {}
 
     net::Reply handle(const net::Request &request);
+    // Sessions of this user have ended: that user's streams are cancelled now, not at their
+    // next keep-alive, if their session was one of them.
+    void sessionsEnded(const std::string &userId) { database_.recheckStreams(userId); }
     // Answers as the protocol does: {"error": message}.
     static net::Response error(const net::Request &request, net::http::status status,
                                const std::string &message);

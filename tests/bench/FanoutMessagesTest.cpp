@@ -43,6 +43,10 @@ TEST(FanoutMessages, FoundInEveryFramingAndAcrossReads)
              ",\"seq\":5}\r\n\n{\"seq\":6,\"doc\":" + second + "}\n"},
         {"RESP pub/sub messages",
          "*3\r\n$9\r\nsubscribe\r\n$4\r\nchan\r\n:1\r\n" + resp(first) + resp(second)},
+        {"chat-shaped messages in tailwise put events",
+         "event: put\ndata: {\"data\":" + chatMessage(7, 1'000'000'123, "Walkies?", "1", "2") +
+             ",\"path\":\"/-NxA\"}\n\nevent: put\ndata: {\"data\":" +
+             chatMessage(8, 1'000'000'456, "", "1", "2") + ",\"path\":\"/-NxB\"}\n\n"},
         {"several messages on one line, spaced keys",
          "data: {\"a\": {\"bench_seq\" : 7,\t\"sent_ns\": 1000000123}, \"b\": " + second + "}\n"},
     };

@@ -29,11 +29,7 @@ std::string readFile(const std::filesystem::path &file)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-struct User
-{
-    std::string id;
-    std::string token;
-};
+using User = DatabaseUser;
 
 // A database with accounts in the backend beside it; rules from `rules` when given.
 class Fixture
@@ -45,6 +41,7 @@ public:
               .configure =
                   [this, rules](StackConfig &config) {
                       config.passwordCost = backend::PasswordCost::minimal();
+                      config.clock = &clock_;
                       if (rules) {
                           std::ofstream(rulesDir_.path() / "rules.json") << rules;
                           config.databaseRules = rulesDir_.path() / "rules.json";
@@ -54,23 +51,10 @@ public:
     {}
 
     RealtimeStack &stack() { return stack_; }
-    std::string secret() { return readFile(stack_.dataDir() / "database.secret").substr(0, 64); }
-
-    User signUp(const std::string &email)
-    {
-        const HttpReply reply =
-            HttpClient(stack_.backendEndpoint())
-                .post(TestServer::api("register"),
-                      {{"email", email}, {"password", "secret-1"}, {"register_type", "manual"}});
-        EXPECT_TRUE(reply.succeeded()) << reply;
-        return {reply.field("user_id"), reply.field("userToken")};
-    }
-    void logOut(const User &user)
-    {
-        EXPECT_TRUE(HttpClient(stack_.backendEndpoint())
-                        .post(TestServer::api("logout"), {{"user_id", user.id}}, bearer(user.token))
-                        .succeeded());
-    }
+    backend::ManualClock &clock() { return clock_; }
+    std::string secret() { return databaseSecret(stack_); }
+    User signUp(const std::string &email) { return test::signUp(stack_, email); }
+    void logOut(const User &user) { test::logOut(stack_, user); }
 
     unsigned status(verb method, const std::string &target, std::string body = {})
     {
@@ -78,14 +62,10 @@ public:
     }
 
 private:
+    backend::ManualClock clock_{TestServer::startMs};
     TempDir rulesDir_{"tailwise-rules"};
     RealtimeStack stack_;
 };
-
-std::string as(const std::string &target, const std::string &token)
-{
-    return target + (target.find('?') == std::string::npos ? "?" : "&") + "auth=" + token;
-}
 
 TEST(RealtimeIdentity, TokensNameTheirUserUntilTheSessionEnds)
 {
@@ -215,20 +195,36 @@ TEST(RealtimeIdentity, TheAdministratorReadsAndReplacesTheRules)
     EXPECT_EQ(db.stack().call(verb::get, rules).body, ownersOnly);
 }
 
-TEST(RealtimeIdentity, AStreamIsCancelledOnceItsSessionEnds)
+TEST(RealtimeIdentity, ALogoutCancelsTheStreamsOfItsTokenAtOnce)
+{
+    // Keep-alives every 30 s: a cancel within the wait below can only come from the logout.
+    Fixture db(ownersOnly);
+    const User ann = db.signUp("ann@example.com");
+    const User bo = db.signUp("bo@example.com");
+    const std::string annHome = "/users/" + ann.id + ".json";
+    const std::string boHome = "/users/" + bo.id + ".json";
+    auto annStream = listen(db.stack(), as(annHome, ann.token), "null");
+    auto boStream = listen(db.stack(), as(boHome, bo.token), "null");
+    db.logOut(ann);
+    EXPECT_EQ(annStream->next(3s), (Event{"cancel", "auth_revoked"}));
+    EXPECT_TRUE(annStream->endedByServer(3s));
+    // Someone else's stream goes on.
+    db.status(verb::put, as(boHome, bo.token), "1");
+    EXPECT_EQ(boStream->next(3s), put("/", "1"));
+}
+
+TEST(RealtimeIdentity, AnIdleStreamNoticesAnExpiredSessionAtItsKeepAlive)
 {
     Fixture db(ownersOnly, 300ms);
     const User ann = db.signUp("ann@example.com");
-    const std::string home = "/users/" + ann.id + ".json";
-    auto stream = listen(db.stack(), as(home, ann.token), "null");
+    auto stream = listen(db.stack(), as("/users/" + ann.id + ".json", ann.token), "null");
     ASSERT_EQ(stream->next(), (Event{"keep-alive", nullptr}));
-    db.logOut(ann);
-    db.status(verb::put, as(home, db.secret()), "1");
+    // An idle expiry tells nobody: the session is simply found too old when next looked up.
+    db.clock().advance(std::chrono::days(31));
     auto event = stream->next();
     while (event && event->name == "keep-alive")
         event = stream->next();
     EXPECT_EQ(event, (Event{"cancel", "auth_revoked"}));
-    EXPECT_TRUE(stream->endedByServer(5s));
 }
 
 TEST(RealtimeIdentity, AFaultyRulesFileStopsTheServerWithItsPosition)
@@ -245,6 +241,38 @@ TEST(RealtimeIdentity, AFaultyRulesFileStopsTheServerWithItsPosition)
     EXPECT_NE(readFile(dir.path() / "stderr").find("rules.json: line 2, column "),
               std::string::npos)
         << readFile(dir.path() / "stderr");
+}
+
+TEST(RealtimeIdentity, TheProgramServesTheRulesBesideItUnlessToldToServeOpen)
+{
+    const struct
+    {
+        std::vector<std::string> flags;
+        unsigned anonymousRead;
+        const char *says;
+    } cases[] = {
+        {{}, 401, "database rules: " TAILWISE_SERVER_DIRECTORY "/database.rules.json"},
+        {{"--database-rules", "open"}, 200, "WARNING: database rules: open."},
+    };
+    for (const auto &c : cases) {
+        TempDir dir;
+        std::vector<std::string> args = {TAILWISE_SERVER_BINARY,
+                                         "--backend-port",
+                                         "0",
+                                         "--database-port",
+                                         "0",
+                                         "--push-port",
+                                         "0",
+                                         "--data-dir",
+                                         (dir.path() / "data").string()};
+        args.insert(args.end(), c.flags.begin(), c.flags.end());
+        ServerProcess server(args, dir.path() / "stderr", false);
+        const auto database = server.listeningEndpoint("database", 10s);
+        ASSERT_TRUE(database) << readFile(dir.path() / "stderr");
+        EXPECT_EQ(HttpClient(*database).get("/Users.json").status, c.anonymousRead);
+        EXPECT_NE(readFile(dir.path() / "stderr").find(c.says), std::string::npos)
+            << readFile(dir.path() / "stderr");
+    }
 }
 
 } // namespace

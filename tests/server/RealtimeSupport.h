@@ -4,7 +4,9 @@
 
 #include "TestServer.h"
 
+#include <fstream>
 #include <functional>
+#include <stdexcept>
 
 namespace tailwise::test {
 
@@ -71,5 +73,49 @@ private:
     net::tcp::endpoint endpoint_;
     net::tcp::endpoint backendEndpoint_;
 };
+
+// A user of the backend beside the database, and the token the database knows them by.
+struct DatabaseUser
+{
+    std::string id;
+    std::string token;
+};
+
+// Registers through the backend's REST endpoint, as the app does.
+inline DatabaseUser signUp(const RealtimeStack &stack, const std::string &email)
+{
+    const HttpReply reply =
+        HttpClient(stack.backendEndpoint())
+            .post(TestServer::api("register"),
+                  {{"email", email}, {"password", "secret-1"}, {"register_type", "manual"}});
+    if (!reply.succeeded())
+        throw std::runtime_error("registering " + email + " failed");
+    return {reply.field("user_id"), reply.field("userToken")};
+}
+
+inline void logOut(const RealtimeStack &stack, const DatabaseUser &user)
+{
+    if (!HttpClient(stack.backendEndpoint())
+             .post(TestServer::api("logout"), {{"user_id", user.id}}, bearer(user.token))
+             .succeeded())
+        throw std::runtime_error("logging out " + user.id + " failed");
+}
+
+// The administrator's secret the stack made at its first start.
+inline std::string databaseSecret(const RealtimeStack &stack)
+{
+    std::ifstream in(stack.dataDir() / "database.secret");
+    std::string secret;
+    in >> secret;
+    return secret;
+}
+
+// `target` as `token`'s holder asks for it; as it is for an empty token (anonymous).
+inline std::string as(const std::string &target, const std::string &token)
+{
+    if (token.empty())
+        return target;
+    return target + (target.find('?') == std::string::npos ? "?" : "&") + "auth=" + token;
+}
 
 } // namespace tailwise::test

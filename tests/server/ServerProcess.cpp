@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -19,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 ServerProcess::ServerProcess(const std::vector<std::string> &args,
-                             const std::filesystem::path &errorLog)
+                             const std::filesystem::path &errorLog, bool openDatabase)
 {
     int out[2];
     if (::pipe2(out, O_CLOEXEC) != 0)
@@ -29,9 +30,13 @@ ServerProcess::ServerProcess(const std::vector<std::string> &args,
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorLog.c_str(),
                                      O_WRONLY | O_CREAT | O_APPEND, 0644);
+    std::vector<std::string> words = args;
+    // These tests write wherever they like; the rules themselves are tested apart.
+    if (openDatabase && std::find(words.begin(), words.end(), "--database-rules") == words.end())
+        words.insert(words.end(), {"--database-rules", "open"});
     std::vector<char *> argv;
-    for (const auto &arg : args)
-        argv.push_back(const_cast<char *>(arg.c_str()));
+    for (const auto &word : words)
+        argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
     const int spawned = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);

@@ -13,11 +13,14 @@
 namespace tailwise::test {
 
 // The tailwise-server program in a process of its own, killed if a test leaves it running.
-// Its standard output is read line by line; standard error is appended to `errorLog`.
+// Its standard output is read line by line; standard error is appended to `errorLog`. With
+// `openDatabase`, the database serves without rules unless `args` name some with
+// --database-rules; without it, the program chooses as it does for anybody.
 class ServerProcess
 {
 public:
-    ServerProcess(const std::vector<std::string> &args, const std::filesystem::path &errorLog);
+    ServerProcess(const std::vector<std::string> &args, const std::filesystem::path &errorLog,
+                  bool openDatabase = true);
     ~ServerProcess();
     ServerProcess(const ServerProcess &) = delete;
     ServerProcess &operator=(const ServerProcess &) = delete;
