@@ -8,6 +8,7 @@
 #include <QRadialGradient>
 
 #include <array>
+#include <cmath>
 
 namespace {
 
@@ -20,6 +21,18 @@ QColor mixed(const QColor &a, const QColor &b, double share)
     return QColor::fromRgbF(float(a.redF() * (1 - share) + b.redF() * share),
                             float(a.greenF() * (1 - share) + b.greenF() * share),
                             float(a.blueF() * (1 - share) + b.blueF() * share));
+}
+
+// One of `choices` picked from `look`; each salt gives a choice independent of the others.
+quint32 trait(quint32 look, quint32 salt, std::size_t choices)
+{
+    quint32 x = look ^ (salt * 0x9E3779B9u);
+    x ^= x >> 16;
+    x *= 0x7feb352du;
+    x ^= x >> 15;
+    x *= 0x846ca68bu;
+    x ^= x >> 16;
+    return x % quint32(choices);
 }
 
 bool isDark(const QColor &colour)
@@ -50,10 +63,10 @@ void turnedEllipse(QPainter &painter, QPointF centre, double rx, double ry, doub
 AvatarPainter::Palette AvatarPainter::paletteFor(quint32 look)
 {
     Palette palette;
-    const float hue = float(look % 360) / 360.0f;
+    const float hue = float(trait(look, 1, 360)) / 360.0f;
     palette.light = QColor::fromHsvF(hue, 0.22f, 0.99f);
     palette.deep = QColor::fromHsvF(std::fmod(hue + 0.09f, 1.0f), 0.48f, 0.90f);
-    palette.fur = QColor(coats[(look >> 12) % coats.size()]);
+    palette.fur = QColor(coats[trait(look, 2, coats.size())]);
     palette.ears = isDark(palette.fur) ? palette.fur.lighter(135) : palette.fur.darker(135);
     palette.muzzle = mixed(palette.fur, QColor(0xFFF8EE), isDark(palette.fur) ? 0.35 : 0.6);
     palette.accent = QColor::fromHsvF(std::fmod(hue + 0.5f, 1.0f), 0.65f, 0.80f);
@@ -94,16 +107,16 @@ void AvatarPainter::paintInitial(QPainter &painter, const QRectF &box, QChar ini
 
 void AvatarPainter::paintDog(QPainter &painter, const Palette &palette, quint32 look, QChar initial)
 {
-    const bool floppy = (look >> 15) & 1;
-    const bool patch = (look >> 16) % 4 == 0;
-    const bool tongue = (look >> 18) & 1;
+    const bool floppy = trait(look, 3, 2) == 0;
+    const bool patch = trait(look, 4, 4) == 0;
+    const bool tongue = trait(look, 5, 2) == 0;
     const QColor ink(0x2A2421);
 
     // Shoulders, then the collar and its tag, then the head over them.
-    ellipse(painter, {256, 560}, 175, 170, palette.fur.darker(108));
+    ellipse(painter, {256, 545}, 190, 178, palette.fur.darker(108));
     QPainterPath collar;
-    collar.moveTo(150, 392);
-    collar.quadTo(256, 452, 362, 392);
+    collar.moveTo(160, 394);
+    collar.quadTo(256, 448, 352, 394);
     painter.setPen(QPen(palette.accent, 24, Qt::SolidLine, Qt::RoundCap));
     painter.setBrush(Qt::NoBrush);
     painter.drawPath(collar);
@@ -202,12 +215,12 @@ void AvatarPainter::paintPaw(QPainter &painter, const Palette &palette, QChar in
 {
     const QColor pad(255, 255, 255, 235);
     const QColor shadow(0, 0, 0, 28);
-    const QPointF toes[] = {{150, 214}, {212, 140}, {300, 140}, {362, 214}};
+    const QPointF toes[] = {{144, 220}, {202, 136}, {310, 136}, {368, 220}};
     const double tilts[] = {-28, -10, 10, 28};
     for (const QPointF offset : {QPointF(6, 8), QPointF(0, 0)}) {
         const bool isShadow = !offset.isNull();
         for (int i = 0; i < 4; ++i)
-            turnedEllipse(painter, toes[i] + offset, 42, 54, tilts[i], isShadow ? shadow : pad);
+            turnedEllipse(painter, toes[i] + offset, 40, 52, tilts[i], isShadow ? shadow : pad);
         QPainterPath ball;
         ball.moveTo(QPointF(256, 232) + offset);
         ball.cubicTo(QPointF(340, 232) + offset, QPointF(384, 332) + offset,
@@ -231,7 +244,7 @@ QImage AvatarPainter::paint(QChar initial, quint32 look) const
     painter.setRenderHint(QPainter::TextAntialiasing);
     const Palette palette = paletteFor(look);
     paintBackground(painter, palette, look);
-    if ((look >> 9) % 4 == 0)
+    if (trait(look, 6, 5) == 0)
         paintPaw(painter, palette, initial);
     else
         paintDog(painter, palette, look, initial);

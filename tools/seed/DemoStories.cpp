@@ -187,7 +187,9 @@ QString DemoStories::aboutDogs(const QList<DemoDog> &dogs)
 QString DemoStories::aboutOwner(const DemoPerson &person)
 {
     QStringList sentences;
-    sentences << pick(greetings).arg(person.firstName);
+    const QString greeting = pick(greetings);
+    sentences << (greeting.contains(QLatin1String("%1")) ? greeting.arg(person.firstName)
+                                                         : greeting);
     const QList<QString> &lives = person.age <= 30   ? youngLives
                                   : person.age >= 60 ? laterLives
                                                      : middleLives;
