@@ -17,7 +17,7 @@ QString text(const QJsonObject &object, const char *key)
 // The first user dictionary of an answer's "data" or "user_data".
 QJsonObject firstUser(const StackAnswer &answer, const char *key)
 {
-    return answer.json().value(QLatin1String(key)).toArray().first().toObject();
+    return answer.json().value(QLatin1String(key)).toArray().at(0).toObject();
 }
 
 QString coordinate(double degrees)
@@ -192,6 +192,12 @@ std::optional<SeedRunner::Account> SeedRunner::bringIn(const DemoPerson &person)
         account = signUp(person);
         if (!account)
             return std::nullopt;
+    }
+    // Without both, every later path would name a parent node instead of the person's own.
+    if (account->id.isEmpty() || account->token.isEmpty()) {
+        failure_ = Failure{person.email + QStringLiteral(": the backend's answer names no user "
+                                                         "and session")};
+        return std::nullopt;
     }
     // An earlier run that stopped half-way left an unfinished profile or no mirror; anything
     // finished stays as it is.

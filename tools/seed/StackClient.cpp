@@ -89,11 +89,12 @@ StackAnswer StackClient::waitFor(QNetworkReply *reply)
     answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     answer.body = reply->readAll();
     answer.retryAfterSeconds = reply->rawHeader("Retry-After").toInt();
+    const bool timedOut = !deadline.isActive() || reply->error() == QNetworkReply::TimeoutError;
     if (!answer.reached())
-        answer.error = deadline.isActive() ? reply->errorString()
-                                           : QStringLiteral("no answer from %1 within %2 s")
-                                                 .arg(reply->url().toString(QUrl::RemoveQuery))
-                                                 .arg(timeout_.count() / 1000.0);
+        answer.error = timedOut ? QStringLiteral("no answer from %1 within %2 s")
+                                      .arg(reply->url().toString(QUrl::RemoveQuery))
+                                      .arg(timeout_.count() / 1000.0)
+                                : reply->errorString();
     reply->deleteLater();
     return answer;
 }
