@@ -40,8 +40,7 @@ bool SeedRunner::failed(const DemoPerson &person, const QString &step, const Sta
 
 bool SeedRunner::stackAnswers()
 {
-    const StackAnswer backend =
-        client_.fetch(QUrl(client_.backendUrl().toString() + QStringLiteral("/healthz")));
+    const StackAnswer backend = client_.health();
     if (!backend.ok()) {
         print(QStringLiteral("tailwise-seed: the backend at %1 does not answer (%2); is "
                              "tailwise-server running?")

@@ -152,6 +152,11 @@ StackAnswer StackClient::fetch(const QUrl &url)
     return waitFor(network_.get(request));
 }
 
+StackAnswer StackClient::health()
+{
+    return fetch(QUrl(withoutTrailingSlash(backend_) + QStringLiteral("/healthz")));
+}
+
 StackAnswer StackClient::readNode(const QString &path, const QString &token, bool shallow)
 {
     QNetworkRequest request(nodeUrl(path, token, shallow));

@@ -49,6 +49,8 @@ public:
     StackAnswer sendProfile(const QString &endpoint, const FormFields &fields,
                             const QByteArray &png, const QString &token);
     StackAnswer fetch(const QUrl &url);
+    // The backend's health check.
+    StackAnswer health();
 
     StackAnswer readNode(const QString &path, const QString &token, bool shallow = false);
     StackAnswer writeNode(const QString &path, const QJsonValue &value, const QString &token);
