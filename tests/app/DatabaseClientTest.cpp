@@ -85,7 +85,8 @@ protected:
         FreshSettings::TearDown();
     }
 
-    TailwiseServer server_;
+    // The client's protocol, not who may do what: the database serves without rules.
+    TailwiseServer server_{{QStringLiteral("--database-rules"), QStringLiteral("open")}};
     std::unique_ptr<ScopedEnvironment> databaseVariable_;
 };
 

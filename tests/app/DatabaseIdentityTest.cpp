@@ -1,6 +1,7 @@
 // The database client speaks for the signed-in session, and only for it.
 
 #include "LoginDefaults.h"
+#include "Module/Setting/Delete/DeleteDataManager.h"
 #include "Platform/Database.h"
 
 #include "TestSupport.h"
@@ -136,4 +137,18 @@ TEST_F(DatabaseIdentity, QueuedWritesKeepTheirTokenAndStreamsFollowTheSession)
         waitUntil([&] { return client.pendingWriteCount() == 0 && listening.cancelled; }, 15000));
     EXPECT_EQ(storedValue(reader, adaStatus), QVariant(QStringLiteral("Offline")));
     EXPECT_EQ(listening.cancelled, "Permission denied");
+
+    // Signing out through the backend ends Ada's session, and with it her streams.
+    current = ada.token;
+    Listening adaAgain;
+    client.reference(adaList).observe(DataEventType::value, adaAgain.onValue(),
+                                      adaAgain.onCancel());
+    ASSERT_TRUE(waitUntil([&] { return adaAgain.values == 1; }, 10000));
+    std::optional<bool> loggedOut;
+    DeleteDataManager().logoutUserAccopunt(
+        ada.id, [&](bool success, const QString &) { loggedOut = success; });
+    ASSERT_TRUE(waitUntil([&] { return loggedOut.has_value(); }, 10000));
+    ASSERT_TRUE(*loggedOut);
+    EXPECT_TRUE(waitUntil([&] { return adaAgain.cancelled.has_value(); }, 10000));
+    EXPECT_EQ(client.openStreamCount(), 0);
 }

@@ -42,9 +42,18 @@ QVariant dataOf(const PushNotification &push)
     return push.userInfo.value("custom").toMap().value("a");
 }
 
+// Arguments for a database without rules, for tests that seed records of made-up users.
+QStringList openDatabase()
+{
+    return {QStringLiteral("--database-rules"), QStringLiteral("open")};
+}
+
 class Push : public LiveBackend
 {
 protected:
+    Push() = default;
+    explicit Push(const QStringList &serverArguments) : LiveBackend(serverArguments) {}
+
     void SetUp() override
     {
         LiveBackend::SetUp();
@@ -76,7 +85,14 @@ protected:
     }
 };
 
-TEST_F(Push, OnlyAReceiverWhoseStatusIsExactlyOnlineGetsThePush)
+// The sender's gate and the badge, with receivers made up on the spot.
+class PushGate : public Push
+{
+protected:
+    PushGate() : Push(openDatabase()) {}
+};
+
+TEST_F(PushGate, OnlyAReceiverWhoseStatusIsExactlyOnlineGetsThePush)
 {
     const ActiveApplication active;
     const auto phone = device("phone");
@@ -104,7 +120,7 @@ TEST_F(Push, OnlyAReceiverWhoseStatusIsExactlyOnlineGetsThePush)
     EXPECT_FALSE(phone->center.banner().isShown()) << "the delegate never lets it show";
 }
 
-TEST_F(Push, BadgeRisesWithEachPushAndOpeningTheAppClearsIt)
+TEST_F(PushGate, BadgeRisesWithEachPushAndOpeningTheAppClearsIt)
 {
     const auto phone = device("phone");
     receiver("7", *phone, "online");
@@ -203,6 +219,7 @@ TEST_F(Push, AnInstallKeepsItsPlayerAndCatchesUpOnWhatItMissed)
 class PushRequest : public LiveBackend
 {
 protected:
+    PushRequest() : LiveBackend(openDatabase()) {}
     RecordingServer relay_;
 };
 
@@ -283,7 +300,14 @@ TEST_F(NotificationRecord, IsSeededAtSignInAndNeverOverwritten)
     EXPECT_EQ(record, changed);
 }
 
-TEST_F(NotificationRecord, AnUnknownStatusReadsAsOnAnUnknownToneAsOff)
+// Records no app writes, to see how the settings are read.
+class OddNotificationRecord : public LiveBackend
+{
+protected:
+    OddNotificationRecord() : LiveBackend(openDatabase()) {}
+};
+
+TEST_F(OddNotificationRecord, AnUnknownStatusReadsAsOnAnUnknownToneAsOff)
 {
     NotificationAlert &alert = NotificationAlert::sharedInstance();
     LoginDefaults().setUserId(QStringLiteral("5"));

@@ -14,10 +14,14 @@ class UserMirror : public LiveBackend
 protected:
     // The value at `path` as a listener on a client of its own sees it once `holds` is true
     // of it, or the last one it saw when that does not happen in time.
+    // The reader speaks for the session signed in now, or for `token` when given.
     QVariant valueOnceItHolds(const QString &path,
-                              const std::function<bool(const QVariantMap &)> &holds)
+                              const std::function<bool(const QVariantMap &)> &holds,
+                              const std::optional<QString> &token = std::nullopt)
     {
         Database reader(QStringLiteral("reader"));
+        if (token)
+            reader.setTokenProvider([token] { return token; });
         QVariant latest;
         reader.reference(path).observe(DataEventType::value,
                                        [&](const DataSnapshot &node) { latest = node.value(); });
@@ -36,8 +40,13 @@ TEST_F(UserMirror, TwoSignedInClientsSeeEachOtherAndAMessageOutlivesAServerCrash
     Database benClient(QStringLiteral("ben"));
     AppSessionHooks annaHooks(&annaClient);
     AppSessionHooks benHooks(&benClient);
+    // Each speaks for its own session, whoever signed in last in this process.
     signIn("Anna", annaHooks);
+    const std::optional<QString> annaToken = LoginDefaults().userToken();
+    annaClient.setTokenProvider([annaToken] { return annaToken; });
     signIn("Ben", benHooks);
+    const std::optional<QString> benToken = LoginDefaults().userToken();
+    benClient.setTokenProvider([benToken] { return benToken; });
 
     QVariantMap annaSeesBen;
     QVariantMap benSeesAnna;
@@ -87,6 +96,7 @@ TEST_F(UserMirror, TwoSignedInClientsSeeEachOtherAndAMessageOutlivesAServerCrash
     server_.kill();
     ASSERT_TRUE(server_.restart()) << server_.startupLog().toStdString();
     Database later(QStringLiteral("later"));
+    later.setTokenProvider([benToken] { return benToken; });
     EXPECT_EQ(storedValue(later, FirebaseNode::users + '/' + anna).toMap().value("name"), "Anna");
     EXPECT_EQ(storedValue(later, FirebaseNode::chat + '/' + conversationId(anna, ben) + '/' +
                                      FirebaseNode::messages + '/' + sent.key())
@@ -97,22 +107,25 @@ TEST_F(UserMirror, TwoSignedInClientsSeeEachOtherAndAMessageOutlivesAServerCrash
 
 TEST_F(UserMirror, ANewUserIsSavedWholeAndAKnownOneRefreshesOnlyTheSevenFields)
 {
-    const QString path = FirebaseNode::users + QStringLiteral("/7");
+    const QString bruno = signUp("Bruno", "male", 52.52, 13.405);
+    const std::optional<QString> brunoToken = LoginDefaults().userToken();
+    const QString anna = signUp("Anna", "female", 52.52, 13.405);
+    const QString path = FirebaseNode::users + '/' + anna;
     const FirebaseUserHandler handler;
-    handler.mirror(DSUser({{"user_id", "7"},
+    handler.mirror(DSUser({{"user_id", anna},
                            {"Name", "Anna"},
                            {"email", "anna@example.com"},
                            {"status", "Offline"},
                            {"dog_name", "Rex"}})
                        .firebaseInfo());
     const QVariantMap saved =
-        valueOnceItHolds(path, [](const QVariantMap &node) { return !node.isEmpty(); }).toMap();
+        valueOnceItHolds(path, [](const QVariantMap &node) { return node.size() == 14; }).toMap();
     EXPECT_EQ(saved.size(), 14);
     EXPECT_EQ(saved.value("status"), "Online") << "whatever the backend said";
     EXPECT_EQ(saved.value("dogname"), "Rex");
 
     appDatabase_->client().reference(path).child("activate_status").setValue("Deactivate");
-    handler.mirror(DSUser({{"user_id", "7"},
+    handler.mirror(DSUser({{"user_id", anna},
                            {"Name", "Anna B."},
                            {"email", "new@example.com"},
                            {"gender", "female"},
@@ -130,33 +143,45 @@ TEST_F(UserMirror, ANewUserIsSavedWholeAndAKnownOneRefreshesOnlyTheSevenFields)
     EXPECT_EQ(refreshed.value("time_stamp"), saved.value("time_stamp"));
 
     // A record of its own, so that none of the field writes above can land after it.
-    handler.save({{"id", "8"}, {"name", "Only"}});
-    appDatabase_->client().reference("Users/8/extra").setValue("gone after the next save");
-    handler.save({{"id", "8"}, {"name", "Only"}});
+    appDatabase_->client().setTokenProvider([brunoToken] { return brunoToken; });
+    const QString boPath = FirebaseNode::users + '/' + bruno;
+    handler.save({{"id", bruno}, {"name", "Only"}});
+    appDatabase_->client().reference(boPath + "/email").setValue("gone after the next save");
+    handler.save({{"id", bruno}, {"name", "Only"}});
     ASSERT_TRUE(appDatabase_->waitUntilWritten());
-    EXPECT_EQ(storedValue(appDatabase_->client(), FirebaseNode::users + QStringLiteral("/8")),
-              (QVariantMap{{"id", "8"}, {"name", "Only"}}));
+    EXPECT_EQ(storedValue(appDatabase_->client(), boPath),
+              (QVariantMap{{"id", bruno}, {"name", "Only"}}));
 }
 
 TEST_F(UserMirror, DeviceTokenAndDeactivationWriteIntoTheSignedInUsersRecord)
 {
-    const QString path = FirebaseNode::users + QStringLiteral("/4");
     DeviceToken &token = DeviceToken::shared();
+    token.setDeviceToken(QString());
+    const QString anna = signUp("Anna", "female", 52.52, 13.405);
+    const std::optional<QString> annaToken = LoginDefaults().userToken();
+    const QString path = FirebaseNode::users + '/' + anna;
     token.setDeviceToken(QStringLiteral("player-1"));
-    token.updateDeviceToken(); // no session: no record to write into
-    LoginDefaults().setUserId(QStringLiteral("4"));
     token.updateDeviceToken();
     token.setDeviceToken(QString());
-    EXPECT_EQ(valueOnceItHolds(path, [](const QVariantMap &node) { return !node.isEmpty(); }),
-              (QVariantMap{{"device_token", "player-1"}}));
-    EXPECT_EQ(storedValue(appDatabase_->client(), FirebaseNode::users).toMap().keys(),
-              QStringList{"4"});
+    EXPECT_EQ(
+        valueOnceItHolds(
+            path, [](const QVariantMap &node) { return node.value("device_token") == "player-1"; })
+            .toMap()
+            .value("device_token"),
+        "player-1");
 
     DeleteDataManager().deleteUserFromFirebase(QStringLiteral("ignored: the session decides"));
-    const QVariantMap deactivated{{"activate_status", "Deactivate"}, {"device_token", ""}};
-    EXPECT_EQ(valueOnceItHolds(path, [&](const QVariantMap &node) { return node == deactivated; }),
-              deactivated);
     EXPECT_EQ(LoginDefaults().userId(), std::nullopt) << "the session ends after the mark";
+    const QVariantMap marked = valueOnceItHolds(
+                                   path,
+                                   [](const QVariantMap &node) {
+                                       return node.value("activate_status") == "Deactivate" &&
+                                              node.value("device_token") == "";
+                                   },
+                                   annaToken)
+                                   .toMap();
+    EXPECT_EQ(marked.value("activate_status"), "Deactivate");
+    EXPECT_EQ(marked.value("device_token"), "");
 }
 
 } // namespace
