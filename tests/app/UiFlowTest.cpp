@@ -7,8 +7,12 @@
 #include "Common/Extensions/Localizable.h"
 #include "Constants.h"
 #include "LoginDefaults.h"
+#include "Module/FindDog/FavouritesViewController.h"
+#include "Module/FindDog/FindDogViewController.h"
+#include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
+#include "Module/Profile/UserProfileViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
 #include "Module/Tabs/TabsController.h"
@@ -21,6 +25,7 @@
 
 #include <QDir>
 #include <QImage>
+#include <QProcess>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -151,6 +156,29 @@ protected:
         const QImage image = window_->grabWindow();
         EXPECT_FALSE(image.isNull());
         EXPECT_TRUE(image.save(QStringLiteral(TAILWISE_SCREENSHOT_DIR "/") + name + ".png"));
+    }
+    // The screen on top of the tab screen's section, when it is a `Screen`.
+    template <typename Screen>
+    Screen *sectionTop()
+    {
+        auto *tabs = qobject_cast<TabsController *>(delegate_->window()->rootViewController());
+        NavigationController *section = tabs ? tabs->section() : nullptr;
+        return section ? qobject_cast<Screen *>(section->topViewController()) : nullptr;
+    }
+    template <typename Screen>
+    bool showingInSection()
+    {
+        return waitUntil([this] { return sectionTop<Screen>() != nullptr; }, 8000);
+    }
+    // Signs in through the landing and sign-in screens.
+    void signInThroughTheScreens(const QString &email, const QString &password)
+    {
+        ASSERT_TRUE(showing<MainViewController>());
+        ASSERT_TRUE(click("emailLoginButton"));
+        ASSERT_TRUE(showing<LoginViewController>());
+        ASSERT_TRUE(type("emailField", email));
+        ASSERT_TRUE(type("passwordField", password));
+        ASSERT_TRUE(click("signInButton"));
     }
     template <typename Screen>
     bool showing()
@@ -301,6 +329,112 @@ TEST_F(UiFlow, ANewcomerRegistersCompletesTheProfileAndFindsTheTabs)
     ASSERT_NE(item("lockText"), nullptr);
     EXPECT_FALSE(item("lockText")->property("text").toString().isEmpty());
     screenshot(QStringLiteral("sign_in_locked_de"));
+    EXPECT_TRUE(warnings_.isEmpty()) << warnings_.join('\n').toStdString();
+}
+
+// A dog owner among the demo neighbours: the nearest first, a filter, a partner's detail and
+// a favourite, the favourites, and the own profile with a new picture.
+TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
+{
+    QProcess seed;
+    seed.start(QStringLiteral(TAILWISE_SEED_BINARY),
+               {QStringLiteral("--backend"), server_.backendUrl(), QStringLiteral("--database"),
+                server_.databaseUrl(), QStringLiteral("--count"), QStringLiteral("12"),
+                QStringLiteral("--near"), QStringLiteral("52.5200,13.4050")});
+    ASSERT_TRUE(seed.waitForFinished(60000));
+    ASSERT_EQ(seed.exitCode(), 0) << seed.readAllStandardError().toStdString();
+
+    ActiveApplication active;
+    ASSERT_TRUE(delegate_->application({}));
+    openWindow();
+    setLanguage("en");
+    signInThroughTheScreens("demo@demo.tailwise.example", "tailwise-demo");
+    ASSERT_TRUE(showing<TabsController>()) << answerAlert().toStdString();
+
+    // The search: the demo neighbours, nearest first.
+    ASSERT_TRUE(showingInSection<FindDogViewController>());
+    FindDogViewController *search = sectionTop<FindDogViewController>();
+    ASSERT_TRUE(waitUntil([&] { return search->partners()->count() == 11; }, 10000));
+    double previous = -1;
+    for (int row = 0; row < search->partners()->count(); ++row) {
+        const double km = search->partners()->partner(row)->distance.toDouble();
+        EXPECT_GE(km, previous) << row;
+        previous = km;
+    }
+    ASSERT_TRUE(waitUntil(
+        [&] { return search->partners()->hasVisibility(search->partners()->partner(0)->userId); }));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("search_%1").arg(code));
+    }
+    ASSERT_TRUE(click("partnerFilter_2"));
+    ASSERT_TRUE(waitUntil([&] { return !search->loading() && search->filterIndex() == 2; }));
+    for (int row = 0; row < search->partners()->count(); ++row)
+        EXPECT_EQ(search->partners()->partner(row)->gender, "female");
+    screenshot(QStringLiteral("search_female_de"));
+
+    // A partner's detail, marked as a favourite.
+    const User nearest = *search->partners()->partner(0);
+    ASSERT_TRUE(click("partnerRow_" + nearest.userId));
+    ASSERT_TRUE(showingInSection<PartnerDetailViewController>());
+    PartnerDetailViewController *detail = sectionTop<PartnerDetailViewController>();
+    // The demo neighbours mark some of each other already: start from no mark.
+    if (detail->favourite()) {
+        ASSERT_TRUE(click("favouriteToggle"));
+        ASSERT_TRUE(waitUntil([&] { return !detail->favourite() && !detail->favouriteBusy(); }));
+    }
+    ASSERT_TRUE(click("favouriteToggle"));
+    ASSERT_TRUE(waitUntil([&] { return detail->favourite() && !detail->favouriteBusy(); }));
+    const QString me = LoginDefaults().userId().value_or(QString());
+    EXPECT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(),
+                           "Favourite/" + me + "/" + nearest.userId + "/Favourite") == "1";
+    }));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("partner_detail_%1").arg(code));
+    }
+
+    // The favourites hold the partner.
+    ASSERT_TRUE(click("tab1"));
+    ASSERT_TRUE(showingInSection<FavouritesViewController>());
+    FavouritesViewController *favourites = sectionTop<FavouritesViewController>();
+    ASSERT_TRUE(
+        waitUntil([&] { return favourites->partners()->rowOf(nearest.userId) >= 0; }, 10000));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("favourites_%1").arg(code));
+    }
+
+    // The own profile, with a new picture that reaches the user's mirror.
+    ASSERT_TRUE(click("tab4"));
+    ASSERT_TRUE(showingInSection<UserProfileViewController>());
+    UserProfileViewController *profile = sectionTop<UserProfileViewController>();
+    ASSERT_TRUE(waitUntil([&] { return !profile->loading() && !profile->name.isEmpty(); }));
+    const QString before =
+        storedValue(appDatabase_->client(), "Users/" + me + "/profilePic").toString();
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("own_profile_%1").arg(code));
+    }
+    ASSERT_TRUE(click("editProfileButton"));
+    QTemporaryDir pictures;
+    QImage picture(400, 400, QImage::Format_RGB32);
+    picture.fill(QColor("#5A8FC9"));
+    const QString picturePath = pictures.filePath(QStringLiteral("new.png"));
+    ASSERT_TRUE(picture.save(picturePath, "PNG"));
+    profile->choosePicture(QUrl::fromLocalFile(picturePath));
+    screenshot(QStringLiteral("own_profile_editing_de"));
+    ASSERT_TRUE(click("saveButton"));
+    ASSERT_TRUE(waitUntil([&] { return !profile->editing(); }, 10000))
+        << answerAlert().toStdString();
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const QString now =
+                storedValue(appDatabase_->client(), "Users/" + me + "/profilePic").toString();
+            return !now.isEmpty() && now != before;
+        },
+        10000));
     EXPECT_TRUE(warnings_.isEmpty()) << warnings_.join('\n').toStdString();
 }
 

@@ -26,6 +26,7 @@ Item {
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.bottom: actions.top
+        anchors.bottomMargin: Theme.spacing
         contentHeight: body.implicitHeight + 2 * Theme.spacing
         clip: true
         ScrollIndicator.vertical: ScrollIndicator {}
@@ -49,6 +50,16 @@ Item {
             dogDescription: view.controller.dogDescription
             about: view.controller.about
         }
+    }
+
+    // The actions stay at the bottom, over a bar of their own.
+    Rectangle {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        height: actions.height + 2 * Theme.spacing
+        color: Theme.background
+        Rectangle { width: parent.width; height: 1; color: Theme.outline }
     }
 
     RowLayout {

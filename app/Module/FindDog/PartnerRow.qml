@@ -56,24 +56,25 @@ ItemDelegate {
         ColumnLayout {
             Layout.fillWidth: true
             spacing: 3
+            Label {
+                Layout.fillWidth: true
+                text: row.name
+                font: Theme.headline
+                color: Theme.text
+                elide: Text.ElideRight
+            }
             RowLayout {
                 Layout.fillWidth: true
-                spacing: 6
+                spacing: 4
+                visible: row.distanceText !== "" || row.ageText !== ""
+                Icon { name: "place"; size: 15; color: Theme.textSecondary; visible: row.distanceText !== "" }
                 Label {
                     Layout.fillWidth: true
-                    Layout.maximumWidth: implicitWidth
-                    text: row.name
-                    font: Theme.headline
-                    color: Theme.text
+                    text: [row.distanceText, row.ageText].filter(part => part !== "").join(" · ")
+                    font: Theme.caption
+                    color: Theme.textSecondary
                     elide: Text.ElideRight
                 }
-                Label {
-                    visible: row.ageText !== ""
-                    text: row.ageText
-                    font: Theme.body
-                    color: Theme.textSecondary
-                }
-                Item { Layout.fillWidth: true }
             }
             RowLayout {
                 Layout.fillWidth: true
@@ -86,16 +87,6 @@ ItemDelegate {
                     font: Theme.caption
                     color: Theme.textSecondary
                     elide: Text.ElideRight
-                }
-            }
-            RowLayout {
-                spacing: 4
-                visible: row.distanceText !== ""
-                Icon { name: "place"; size: 15; color: Theme.textSecondary }
-                Label {
-                    text: row.distanceText
-                    font: Theme.caption
-                    color: Theme.textSecondary
                 }
             }
         }

@@ -12,35 +12,10 @@ Item {
     required property UserProfileViewController controller
     enabled: controller.userInteractionEnabled
 
-    ToolBar {
+    ScreenHeader {
         id: header
         width: parent.width
-        height: Theme.headerHeight
-        background: Rectangle { color: Theme.background }
-        RowLayout {
-            anchors.fill: parent
-            anchors.leftMargin: Theme.spacing
-            anchors.rightMargin: 4
-            Label {
-                Layout.fillWidth: true
-                text: view.controller.title
-                font: Theme.title
-                color: Theme.text
-                elide: Text.ElideRight
-            }
-            ToolButton {
-                objectName: "editProfileButton"
-                visible: !view.controller.editing
-                contentItem: Icon { name: "edit"; color: Theme.primary }
-                onClicked: view.controller.edit()
-            }
-            ToolButton {
-                objectName: "cancelEditingButton"
-                visible: view.controller.editing
-                contentItem: Icon { name: "close"; color: Theme.primary }
-                onClicked: view.controller.cancelEditing()
-            }
-        }
+        title: view.controller.title
     }
 
     FileDialog {
@@ -62,23 +37,34 @@ Item {
         clip: true
         ScrollIndicator.vertical: ScrollIndicator {}
 
-        ProfileCard {
+        ColumnLayout {
             id: card
             visible: !view.controller.editing
             x: Theme.spacing
             y: Theme.spacing
             width: page.width - 2 * Theme.spacing
-            pictureUrl: view.controller.pictureUrl
-            name: view.controller.name
-            ageText: view.controller.ageText
-            chips: [
-                { icon: "place", text: view.controller.address, tint: Theme.primary },
-                { icon: "person", text: view.controller.genderText, tint: Theme.primary }
-            ]
-            dogName: view.controller.dogName
-            dogsText: view.controller.dogsText
-            dogDescription: view.controller.aboutDog
-            about: view.controller.aboutMe
+            spacing: Theme.spacing
+            ProfileCard {
+                Layout.fillWidth: true
+                pictureUrl: view.controller.pictureUrl
+                name: view.controller.name
+                ageText: view.controller.ageText
+                chips: [
+                    { icon: "place", text: view.controller.address, tint: Theme.primary },
+                    { icon: "person", text: view.controller.genderText, tint: Theme.primary }
+                ]
+                dogName: view.controller.dogName
+                dogsText: view.controller.dogsText
+                dogDescription: view.controller.aboutDog
+                about: view.controller.aboutMe
+            }
+            PrimaryButton {
+                objectName: "editProfileButton"
+                outlined: true
+                iconName: "edit"
+                Localizable.xibLocKey: "Edit profile"
+                onClicked: view.controller.edit()
+            }
         }
 
         ColumnLayout {
@@ -99,6 +85,12 @@ Item {
                 iconName: "check"
                 Localizable.xibLocKey: "Save"
                 onClicked: view.controller.save()
+            }
+            PrimaryButton {
+                objectName: "cancelEditingButton"
+                outlined: true
+                Localizable.xibLocKey: "Cancel"
+                onClicked: view.controller.cancelEditing()
             }
         }
     }

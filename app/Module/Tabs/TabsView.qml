@@ -82,6 +82,8 @@ Item {
                     readonly property bool highlighted: view.controller.selectedIndex === index
                     objectName: "tab" + index
                     Layout.fillWidth: true
+                    // Six equal shares, whatever the labels' lengths.
+                    Layout.preferredWidth: 1
                     Layout.fillHeight: true
                     Localizable.xibLocKey: modelData.key
                     onClicked: view.controller[modelData.action](index)

@@ -1,7 +1,7 @@
 #include "Platform/UI/AppWindowEngine.h"
 
 #include "Platform/NotificationBanner.h"
-#include "Platform/UI/PictureCache.h"
+#include "Platform/UI/PictureProvider.h"
 #include "Platform/UI/Window.h"
 
 #include <QQmlApplicationEngine>
@@ -12,8 +12,7 @@ QQuickWindow *loadAppWindow(QQmlApplicationEngine &engine, Window &window,
 {
     // The modules' qmldir files are compiled in under qrc:/<URI as a path>.
     engine.addImportPath(QStringLiteral("qrc:/"));
-    static PictureCache pictures; // outlives every engine
-    engine.setNetworkAccessManagerFactory(&pictures);
+    engine.addImageProvider(QString::fromLatin1(PictureProvider::name), new PictureProvider);
     engine.setInitialProperties({{QStringLiteral("appWindow"), QVariant::fromValue(&window)},
                                  {QStringLiteral("banner"), QVariant::fromValue(&banner)}});
     engine.load(QUrl(QStringLiteral("qrc:/Tailwise/UI/AppWindow.qml")));

@@ -1,47 +1,36 @@
 import QtQuick
-import Qt5Compat.GraphicalEffects
 import Tailwise.UI
 
-// A picture from the network (or a local file), cropped to fill, round or with the theme's
-// corners. The app's placeholder shows while it loads, when it fails and when there is none.
+// A picture from the network, a file or the resources, cut round or with the theme's corners;
+// the app's placeholder shows while it loads, when it fails and when there is none.
 Item {
     id: root
     property url source
     property bool round: true
-    property real cornerRadius: Theme.radius
+    property int cornerRadius: Theme.radius
     readonly property bool loaded: picture.status === Image.Ready
+    readonly property string shape: round ? "round" : "rounded-" + cornerRadius
     implicitWidth: 56
     implicitHeight: 56
 
-    Image {
-        id: picture
-        anchors.fill: parent
-        source: root.source
-        fillMode: Image.PreserveAspectCrop
-        asynchronous: true
-        // Decoded at the size shown (twice, for dense screens), not at the upload's size.
-        sourceSize.width: Math.max(1, Math.ceil(root.width * 2))
-        sourceSize.height: Math.max(1, Math.ceil(root.height * 2))
-        visible: false
+    function address(url) {
+        return "image://picture/" + shape + "/" + encodeURIComponent(String(url))
     }
+
     Image {
         id: placeholder
         anchors.fill: parent
-        source: "qrc:/images/placeholder.svg"
-        fillMode: Image.PreserveAspectCrop
-        sourceSize.width: Math.max(1, Math.ceil(root.width * 2))
-        sourceSize.height: Math.max(1, Math.ceil(root.height * 2))
-        visible: false
+        visible: !root.loaded
+        source: width > 0 && height > 0 ? root.address("qrc:/images/placeholder.svg") : ""
+        sourceSize.width: Math.ceil(width)
+        sourceSize.height: Math.ceil(height)
     }
-    Rectangle {
-        id: shape
+    Image {
+        id: picture
         anchors.fill: parent
-        radius: root.round ? width / 2 : root.cornerRadius
-        visible: false
-    }
-    OpacityMask {
-        anchors.fill: parent
-        source: root.loaded ? picture : placeholder
-        maskSource: shape
+        asynchronous: true
+        source: String(root.source) !== "" && width > 0 && height > 0 ? root.address(root.source) : ""
+        sourceSize.width: Math.ceil(width)
+        sourceSize.height: Math.ceil(height)
     }
 }
