@@ -37,7 +37,51 @@ void show(ViewController &screen)
     screen.endAppearance();
 }
 
+User partnerRow(const QString &id, const QString &distance = QStringLiteral("1.0"))
+{
+    User user;
+    user.userId = id;
+    user.Name = QStringLiteral("Owner ") + id;
+    user.distance = distance;
+    return user;
+}
+
 } // namespace
+
+// New lists merge in by row changes: views keep their place and redraw only what changed.
+TEST(PartnerListModelRows, MergeByInsertRemoveMoveAndChangeNeverByAReset)
+{
+    PartnerListModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    int resets = 0;
+    int changed = 0;
+    QObject::connect(&model, &QAbstractItemModel::modelReset, [&] { ++resets; });
+    QObject::connect(&model, &QAbstractItemModel::dataChanged, [&] { ++changed; });
+    const auto ids = [&] { return column(model, PartnerListModel::UserIdRole); };
+    const auto rows = [](const QStringList &list) {
+        QList<User> users;
+        for (const QString &id : list)
+            users << partnerRow(id);
+        return users;
+    };
+
+    model.setPartners(rows({"1", "2", "3", "4"}));
+    EXPECT_EQ(ids(), (QStringList{"1", "2", "3", "4"}));
+    model.setPartners(rows({"4", "2", "5", "1", "1"})); // moved, removed, new, a duplicate
+    EXPECT_EQ(ids(), (QStringList{"4", "2", "5", "1"}));
+    EXPECT_EQ(changed, 0) << "unchanged rows are not redrawn";
+    QList<User> moved = rows({"4", "2", "5", "1"});
+    moved[2].distance = QStringLiteral("2.5");
+    model.setPartners(moved);
+    EXPECT_EQ(changed, 1);
+    model.appendPartners(rows({"1", "6", "7"}));
+    EXPECT_EQ(ids(), (QStringList{"4", "2", "5", "1", "6", "7"}));
+    model.setFavourite("6", true);
+    EXPECT_TRUE(model.index(4).data(PartnerListModel::FavouriteRole).toBool());
+    model.clear();
+    EXPECT_EQ(model.count(), 0);
+    EXPECT_EQ(resets, 0);
+}
 
 class PartnerScreens : public LiveBackend
 {
