@@ -176,6 +176,15 @@ TEST_F(PartnerScreens, SearchListsNearestFirstFiltersAndShowsOnlyWhatPrivacyAllo
     EXPECT_EQ(search.filterText(), "male");
     ASSERT_TRUE(settled(search));
     EXPECT_EQ(column(*search.partners(), PartnerListModel::NameRole), QStringList{"Ben"});
+
+    // Moving next to Cleo moves the viewer on the backend too, and she comes first.
+    search.setFilterIndex(0);
+    ASSERT_TRUE(settled(search));
+    search.locationChanged({52.6000, 13.5000});
+    EXPECT_TRUE(waitUntil([&] {
+        return !search.loading() &&
+               column(*search.partners(), PartnerListModel::NameRole).value(0) == "Cleo";
+    })) << column(*search.partners(), PartnerListModel::NameRole).join(", ").toStdString();
 }
 
 TEST_F(PartnerScreens, AFavouriteShowsAtOnceReachesTheListAndComesBackWhenRefused)

@@ -2,6 +2,11 @@
 
 #include "AppDelegate.h"
 #include "Common/Models/UserEnums.h"
+#include "LoginDefaults.h"
+#include "Module/Profile/ProfilleDataManager.h"
+#include "Platform/UI/Lifetime.h"
+
+#include <memory>
 
 FindDogViewController::FindDogViewController(QObject *parent) : PartnerListViewController(parent)
 {
@@ -65,5 +70,12 @@ void FindDogViewController::locationChanged(const CLLocationCoordinate2D &coordi
     if (loadedAt_ && isValidCoordinate(*loadedAt_) &&
         distanceInMetres(*loadedAt_, coordinate) < significantMetres)
         return;
-    refresh();
+    loadedAt_ = coordinate;
+    // Distances are measured from the position the backend holds: it moves first.
+    auto profile = std::make_shared<ProfilleDataManager>();
+    profile->saveProfile(
+        {{QStringLiteral("user_id"), LoginDefaults().userId().value_or(QString())},
+         {QStringLiteral("latitude"), QString::number(coordinate.latitude, 'f', 6)},
+         {QStringLiteral("longitude"), QString::number(coordinate.longitude, 'f', 6)}},
+        std::nullopt, whileAlive(this, [this, profile](bool, const QString &) { refresh(); }));
 }

@@ -26,6 +26,8 @@ public:
     // What the backend is sent: "" for everyone, else the UserFilter text.
     QString filterText() const;
 
+    // The device moved: a move further than significantMetres from where the list was loaded
+    // sends the new position to the backend and then loads the list again.
     void locationChanged(const CLLocationCoordinate2D &coordinate);
 
 Q_SIGNALS:
