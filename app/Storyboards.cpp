@@ -1,5 +1,6 @@
 #include "Storyboards.h"
 
+#include "Module/Chat/ChatList/ChatListVC.h"
 #include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
@@ -81,7 +82,7 @@ Storyboard::Catalogue appStoryboards()
 
     const auto findDog = screen<FindDogViewController>("FindDog", "FindDogView");
     const auto favourites = screen<FavouritesViewController>("FindDog", "FavouritesView");
-    const auto chats = placeholder("Chats", "forum", "Your conversations will be listed here.");
+    const auto chats = screen<ChatListVC>("Chat", "ChatListView");
     const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
     const auto profile = screen<UserProfileViewController>("Profile", "UserProfileView");
     const auto settings =

@@ -106,19 +106,6 @@ protected:
         return {id, LoginDefaults().userToken().value_or(QString())};
     }
 
-    // Writes `value` at `path` as `who`, as their own app would.
-    void writeAs(const Person &who, const QString &path, const QVariant &value)
-    {
-        Database client(QStringLiteral("as-") + who.id);
-        client.setTokenProvider([token = who.token] { return token; });
-        std::optional<QString> outcome;
-        client.reference(path).setValue(value, [&](const std::optional<QString> &error) {
-            outcome = error.value_or(QStringLiteral("stored"));
-        });
-        ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }, 10000));
-        ASSERT_EQ(outcome, "stored") << path.toStdString();
-    }
-
     bool settled(PartnerListViewController &search)
     {
         return waitUntil([&] { return !search.loading() && !search.loadingMore(); }, 10000);
@@ -132,16 +119,16 @@ TEST_F(PartnerScreens, SearchListsNearestFirstFiltersAndShowsOnlyWhatPrivacyAllo
     const Person ben = person("Ben", "male", 52.5300, 13.4150);
     const Person cleo = person("Cleo", "female", 52.6000, 13.5000);
     const Person viewer = person("Vic", "male", 52.5200, 13.4050);
-    writeAs(ada, "DataProtection/" + ada.id,
+    writeAs(ada.token, "DataProtection/" + ada.id,
             QVariantMap{{"img_status", "Nobody"}, {"lastseen_status", "Nobody"}});
-    writeAs(ada, "Users/" + ada.id + "/status", "Online");
-    writeAs(ben, "DataProtection/" + ben.id,
+    writeAs(ada.token, "Users/" + ada.id + "/status", "Online");
+    writeAs(ben.token, "DataProtection/" + ben.id,
             QVariantMap{{"img_status", "Only Favourite"}, {"lastseen_status", "Anybody"}});
-    writeAs(ben, "Users/" + ben.id + "/status", "Online");
-    writeAs(cleo, "DataProtection/" + cleo.id,
+    writeAs(ben.token, "Users/" + ben.id + "/status", "Online");
+    writeAs(cleo.token, "DataProtection/" + cleo.id,
             QVariantMap{{"img_status", "Only Favourite"}, {"lastseen_status", "Only Favourite"}});
-    writeAs(cleo, "Users/" + cleo.id + "/status", "Online");
-    writeAs(cleo, "Favourite/" + cleo.id + "/" + viewer.id + "/Favourite", "1");
+    writeAs(cleo.token, "Users/" + cleo.id + "/status", "Online");
+    writeAs(cleo.token, "Favourite/" + cleo.id + "/" + viewer.id + "/Favourite", "1");
 
     FindDogViewController search;
     QAbstractItemModelTester tester(search.partners(),

@@ -345,6 +345,18 @@ QString LiveBackend::signUp(const QString &name, const QString &gender, double l
     return userId;
 }
 
+void LiveBackend::writeAs(const QString &token, const QString &path, const QVariant &value)
+{
+    Database client(QStringLiteral("as-another-user"));
+    client.setTokenProvider([token] { return token; });
+    std::optional<QString> outcome;
+    client.reference(path).setValue(value, [&](const std::optional<QString> &error) {
+        outcome = error.value_or(QStringLiteral("stored"));
+    });
+    ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }, 10000)) << path.toStdString();
+    ASSERT_EQ(outcome, "stored") << path.toStdString();
+}
+
 void LiveBackend::signIn(const QString &name)
 {
     signIn(name, SessionHooks::standard());

@@ -274,6 +274,9 @@ protected:
     QString signUp(const QString &name, const QString &gender, double latitude, double longitude);
     void signIn(const QString &name);
     void signIn(const QString &name, SessionHooks &hooks);
+    // Stores `value` at `path` with a client that speaks for `token`, as that user's own app
+    // would; fails the test when the server refuses it.
+    void writeAs(const QString &token, const QString &path, const QVariant &value);
 
     TailwiseServer server_;
     std::unique_ptr<ScopedEnvironment> backend_;

@@ -1,0 +1,117 @@
+// The chat list's rules, headless, against a real server with the database rules on.
+
+#include "LoginDefaults.h"
+#include "Module/Chat/ChatList/ChatListVC.h"
+#include "Platform/UserDefaults.h"
+
+#include "TestSupport.h"
+
+#include <QAbstractItemModelTester>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QStringList column(const QAbstractItemModel &model, int role)
+{
+    QStringList values;
+    for (int row = 0; row < model.rowCount(); ++row)
+        values << model.index(row, 0).data(role).toString();
+    return values;
+}
+
+QVariantMap entry(const QString &partner, qint64 timeStamp, const QString &text, int unread)
+{
+    return {{"_id", partner},
+            {"last_message", text},
+            {"message_type", "text"},
+            {"timeStamp", timeStamp},
+            {"unReadMessageCount", unread},
+            {"receiverReadStatus", false},
+            {"age", "34"},
+            {"distance", "1.2"},
+            {"favourite", "0"}};
+}
+
+} // namespace
+
+class ChatScreens : public LiveBackend
+{
+protected:
+    void SetUp() override
+    {
+        LiveBackend::SetUp();
+        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+    }
+
+    struct Person
+    {
+        QString id;
+        QString token;
+    };
+    Person person(const QString &name)
+    {
+        const QString id = signUp(name, QStringLiteral("female"), 52.52, 13.405);
+        return {id, LoginDefaults().userToken().value_or(QString())};
+    }
+};
+
+TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartnersHide)
+{
+    const Person bea = person("Bea");
+    const Person cleo = person("Cleo");
+    const Person ada = person("Ada"); // signed in from here on
+    writeAs(bea.token, "Users/" + bea.id, QVariantMap{{"id", bea.id}, {"name", "Bea"}});
+    writeAs(cleo.token, "Users/" + cleo.id,
+            QVariantMap{{"id", cleo.id}, {"name", "Cleo"}, {"status", "Online"}});
+    writeAs(cleo.token, "DataProtection/" + cleo.id,
+            QVariantMap{{"img_status", "Nobody"}, {"lastseen_status", "Nobody"}});
+    // Each partner writes its entry in Ada's list, as sending a message does.
+    writeAs(bea.token, "RecentChatUserList/" + ada.id + "/" + bea.id,
+            entry(bea.id, 1'795'000'000'000, "Hallo Ada", 2));
+    writeAs(cleo.token, "RecentChatUserList/" + ada.id + "/" + cleo.id,
+            entry(cleo.id, 1'795'000'100'000, "Gassi morgen?", 0));
+
+    ChatListVC list;
+    QAbstractItemModelTester tester(list.chats(),
+                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
+    int resets = 0;
+    QObject::connect(list.chats(), &QAbstractItemModel::modelReset, [&] { ++resets; });
+    list.loadViewIfNeeded();
+    list.beginAppearance();
+    list.endAppearance();
+    ASSERT_TRUE(waitUntil([&] {
+        return column(*list.chats(), ChatListModel::NameRole) == QStringList{"Cleo", "Bea"};
+    })) << column(*list.chats(), ChatListModel::NameRole).join(", ").toStdString();
+    EXPECT_EQ(column(*list.chats(), ChatListModel::UnreadRole), (QStringList{"0", "2"}));
+    EXPECT_EQ(column(*list.chats(), ChatListModel::DetailsRole),
+              (QStringList{"34, 1.2", "34, 1.2"}));
+    // Cleo hides her presence and picture from everybody.
+    ASSERT_TRUE(waitUntil([&] {
+        return !list.chats()->index(0).data(ChatListModel::OnlineRole).toBool() &&
+               list.chats()->index(0).data(ChatListModel::PictureRole).toString().isEmpty();
+    }));
+
+    // A new message from Bea: her row moves up, and only hers changes.
+    int moves = 0;
+    QObject::connect(list.chats(), &QAbstractItemModel::rowsMoved, [&] { ++moves; });
+    writeAs(bea.token, "RecentChatUserList/" + ada.id + "/" + bea.id,
+            entry(bea.id, 1'795'000'200'000, "Bist du da?", 3));
+    ASSERT_TRUE(waitUntil([&] {
+        return column(*list.chats(), ChatListModel::NameRole) == QStringList{"Bea", "Cleo"};
+    }));
+    EXPECT_EQ(column(*list.chats(), ChatListModel::LastMessageRole).value(0), "Bist du da?");
+    EXPECT_EQ(moves, 1);
+    EXPECT_EQ(resets, 0);
+
+    // A partner who deleted the account says so.
+    writeAs(bea.token, "Users/" + bea.id + "/activate_status", "Deactivate");
+    ChatListVC again;
+    again.loadViewIfNeeded();
+    ASSERT_TRUE(waitUntil([&] {
+        return again.chats()->count() == 2 &&
+               again.chats()->index(0).data(ChatListModel::DeactivatedRole).toBool();
+    }));
+    EXPECT_EQ(again.chats()->index(0).data(ChatListModel::LastMessageRole),
+              "Account doesn't Exist");
+}
