@@ -273,6 +273,7 @@ TEST_F(ChatEngine, PresenceIsOnlineOnlyForTheTextOnlineAndTheCleanUpLeavesNoNewF
     EXPECT_EQ(answers[ben], false);
     EXPECT_EQ(answers["999"], false) << "no record";
 
+    presence.fecthOnlineStatus("999"); // the shared state may hold an earlier partner's
     QSignalSpy changes(&presence, &OnlineNotification::onlineStatusChanged);
     presence.fecthOnlineStatus(anna);
     ASSERT_TRUE(waitUntil([&] { return presence.isOnline(); }));
