@@ -70,7 +70,6 @@ void ChatDataManager::listenToChat()
 void ChatDataManager::deliverArrived()
 {
     const QList<Message> batch = std::exchange(arrived_, {});
-    messages_.reserve(messages_.size() + batch.size());
     const QPointer<ChatDataManager> alive(this);
     for (const Message &message : batch) {
         messages_.append(message);

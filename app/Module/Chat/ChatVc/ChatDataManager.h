@@ -24,7 +24,8 @@ public:
     virtual ~ChatDataManagerDelegate() = default;
     // A message was appended to messages().
     virtual void messageReceived() = 0;
-    // The whole list should be drawn again.
+    // The whole list should be drawn again. This manager only ever appends, so it does not
+    // ask for it today.
     virtual void reloadMessages() = 0;
     // Row `index` of messages() is new; called just before messageReceived(). A list model
     // keeps its own row count and inserts this one row, so a long history costs one row per
