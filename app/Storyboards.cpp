@@ -1,6 +1,7 @@
 #include "Storyboards.h"
 
 #include "Module/Chat/ChatList/ChatListVC.h"
+#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
@@ -87,7 +88,7 @@ Storyboard::Catalogue appStoryboards()
     const auto profile = screen<UserProfileViewController>("Profile", "UserProfileView");
     const auto settings =
         placeholder("Settings", "settings", "Privacy, notifications and your account.");
-    const auto chat = placeholder("Chat", "chat", "The conversation will be shown here.");
+    const auto chat = screen<ChatViewController>("Chat", "ChatView");
 
     Storyboard::Definition tabBar;
     // The tab screen is what a finished sign-in opens.

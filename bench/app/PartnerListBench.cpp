@@ -2,7 +2,7 @@
 // search tab to the first rows on screen (the first time, with no picture cached, and again),
 // and what the app holds in memory once the list has been scrolled to its end.
 //
-//   tailwise-partner-list-bench SERVER_BINARY SEED_BINARY [PARTNERS] [ROUNDS]
+//   tailwise-partner-list-bench SERVER_BINARY SEED_BINARY [PEOPLE] [ROUNDS]
 #include "QmlModules.h"
 
 #include "AppDelegate.h"
@@ -127,7 +127,7 @@ int main(int argc, char **argv)
 {
     if (argc < 3) {
         std::fprintf(stderr,
-                     "usage: tailwise-partner-list-bench SERVER SEED [PARTNERS] [ROUNDS]\n");
+                     "usage: tailwise-partner-list-bench SERVER SEED [PEOPLE 2-1000] [ROUNDS]\n");
         return 2;
     }
     qputenv("QT_QPA_PLATFORM",
@@ -139,7 +139,9 @@ int main(int argc, char **argv)
     QQuickStyle::setStyle(QStringLiteral("Material"));
     const QString serverBinary = QString::fromLocal8Bit(argv[1]);
     const QString seedBinary = QString::fromLocal8Bit(argv[2]);
-    const int partners = argc > 3 ? std::atoi(argv[3]) : 1000;
+    // The demo account and the others: the seeder makes at most 1,000 people.
+    const int people = std::clamp(argc > 3 ? std::atoi(argv[3]) : 1000, 2, 1000);
+    const int partners = people - 1;
     const int rounds = argc > 4 ? std::atoi(argv[4]) : 5;
 
     Stack stack;
@@ -150,12 +152,13 @@ int main(int argc, char **argv)
     QElapsedTimer seeding;
     seeding.start();
     QProcess seed;
+    seed.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     seed.start(seedBinary, {"--backend", stack.backend, "--database", stack.database, "--count",
-                            QString::number(partners + 1), "--near", "52.5200,13.4050"});
+                            QString::number(people), "--near", "52.5200,13.4050"});
     waitUntil([&] { return seed.state() == QProcess::NotRunning; }, 30 * 60 * 1000);
     if (seed.exitStatus() != QProcess::NormalExit || seed.exitCode() != 0)
         fail("seeding failed");
-    std::printf("seeded %d dog owners in %.0f s\n", partners + 1, seeding.elapsed() / 1000.0);
+    std::printf("seeded %d dog owners in %.0f s\n", people, seeding.elapsed() / 1000.0);
 
     UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
     bool signedIn = false;

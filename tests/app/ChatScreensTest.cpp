@@ -2,6 +2,7 @@
 
 #include "LoginDefaults.h"
 #include "Module/Chat/ChatList/ChatListVC.h"
+#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
@@ -114,4 +115,48 @@ TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartner
     }));
     EXPECT_EQ(again.chats()->index(0).data(ChatListModel::LastMessageRole),
               "Account doesn't Exist");
+}
+
+TEST_F(ChatScreens, AConversationSendsAndShowsPresenceAsThePartnerAllows)
+{
+    const Person bea = person("Bea");
+    const Person ada = person("Ada"); // signed in from here on
+    ASSERT_TRUE(waitUntil(
+        [&] { return storedValue(appDatabase_->client(), "Notifications/" + ada.id).isValid(); },
+        10000));
+    writeAs(bea.token, "Users/" + bea.id,
+            QVariantMap{{"id", bea.id}, {"name", "Bea \\ud83d\\udc36"}, {"status", "Online"}});
+
+    ChatViewController chat;
+    chat.setPartnerId(bea.id);
+    chat.setProperty("partnerAge", "34");
+    chat.setProperty("partnerDistance", "1.2");
+    QAbstractItemModelTester tester(chat.messages(),
+                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
+    chat.loadViewIfNeeded();
+    chat.beginAppearance();
+    chat.endAppearance();
+    EXPECT_EQ(chat.headerDetails(), "34, 1.2 km away");
+    ASSERT_TRUE(waitUntil([&] { return chat.presenceText() == "Online"; }))
+        << chat.presenceText().toStdString();
+    EXPECT_EQ(chat.partnerName(), QStringLiteral("Bea \U0001F436")) << "emoji decoded";
+
+    EXPECT_FALSE(chat.sendMessageAction("   ")) << "an empty input sends nothing";
+    EXPECT_TRUE(chat.sendMessageAction("Hallo Bea"));
+    ASSERT_TRUE(waitUntil([&] { return chat.messages()->count() == 1; }));
+    EXPECT_TRUE(chat.messages()->index(0).data(MessageListModel::MineRole).toBool());
+    EXPECT_EQ(chat.messages()->index(0).data(MessageListModel::TextRole), "Hallo Bea");
+    // Bea's list now holds Ada with one unread message; Ada's own entry counts none.
+    ASSERT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(),
+                           "RecentChatUserList/" + bea.id + "/" + ada.id + "/unReadMessageCount")
+                   .toInt() == 1;
+    }));
+
+    // Bea goes offline and hides her last visit: the header shows neither.
+    writeAs(bea.token, "DataProtection/" + bea.id,
+            QVariantMap{{"img_status", "Anybody"}, {"lastseen_status", "Nobody"}});
+    writeAs(bea.token, "Users/" + bea.id + "/status", "Offline");
+    EXPECT_TRUE(waitUntil([&] { return chat.presenceText().isEmpty(); }))
+        << chat.presenceText().toStdString();
 }

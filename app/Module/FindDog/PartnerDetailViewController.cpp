@@ -135,5 +135,7 @@ void PartnerDetailViewController::openChat()
     chat->setProperty("partnerName", partner_.Name);
     chat->setProperty("partnerId", partner_.userId);
     chat->setProperty("isFavourite", favourite_);
+    chat->setProperty("partnerAge", partner_.age);
+    chat->setProperty("partnerDistance", partner_.distance);
     stack->pushViewController(chat);
 }
