@@ -3,6 +3,7 @@
 #include "TestSupport.h"
 
 #include "AppDelegate.h"
+#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Constants.h"
 #include "LoginDefaults.h"
 #include "Module/Login/LoginViewController.h"
@@ -388,8 +389,17 @@ TEST_F(LiveScreens, AnOpenedPushOpensTheChatWithItsSender)
         8000));
     auto *stack = qobject_cast<NavigationController *>(delegate_->window()->rootViewController());
     EXPECT_EQ(stack->identifier(), "NavAppChat");
-    EXPECT_EQ(stack->topViewController()->property("partnerId").toString(), ben);
+    auto *chat = qobject_cast<ChatViewController *>(stack->topViewController());
+    ASSERT_NE(chat, nullptr);
+    EXPECT_EQ(chat->partnerId(), ben);
     EXPECT_TRUE(isFromNotification);
+
+    // Closing it leaves for the tabs as a sign-in shows them, with the search first again.
+    chat->close();
+    ASSERT_TRUE(waitUntil([&] {
+        return qobject_cast<TabsController *>(delegate_->window()->rootViewController()) != nullptr;
+    }));
+    EXPECT_FALSE(isFromNotification);
 }
 
 // Catches what the app hands the system browser.
