@@ -11,6 +11,8 @@
 #include "Module/Main/MainViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
+#include "Module/Setting/DataProtection/DataProtectionController.h"
+#include "Module/Setting/SetingViewController.h"
 #include "Module/Tabs/PlaceholderViewController.h"
 #include "Module/Tabs/TabsController.h"
 #include "NavigationHelper.h"
@@ -86,8 +88,7 @@ Storyboard::Catalogue appStoryboards()
     const auto chats = screen<ChatListVC>("Chat", "ChatListView");
     const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
     const auto profile = screen<UserProfileViewController>("Profile", "UserProfileView");
-    const auto settings =
-        placeholder("Settings", "settings", "Privacy, notifications and your account.");
+    const auto settings = screen<SetingViewController>("Setting", "SettingsView");
     const auto chat = screen<ChatViewController>("Chat", "ChatView");
 
     Storyboard::Definition tabBar;
@@ -110,7 +111,7 @@ Storyboard::Catalogue appStoryboards()
         {id(VCIdentifier::ChangePassword),
          placeholder("Change Password", "password", "Change your password here.")},
         {id(VCIdentifier::DataProtection),
-         placeholder("Data Protection", "shield", "Who may see your picture and last visit.")},
+         screen<DataProtectionController>("Setting", "DataProtectionView")},
         {id(VCIdentifier::Notification),
          placeholder("Notification", "notifications", "How you are told about new messages.")},
         {id(VCIdentifier::DeleteVC),

@@ -1,0 +1,76 @@
+// The settings screens' rules, headless, against a real server with the database rules on.
+
+#include "Constants.h"
+#include "LoginDefaults.h"
+#include "Module/Setting/DataProtection/DataProtectionController.h"
+#include "Module/Setting/SetingViewController.h"
+#include "Platform/UI/Alert.h"
+#include "Platform/UserDefaults.h"
+
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+class SettingsScreens : public LiveBackend
+{
+protected:
+    void SetUp() override
+    {
+        LiveBackend::SetUp();
+        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+    }
+};
+
+TEST_F(SettingsScreens, PrivacyChoicesAreWrittenTogetherAndShownWhenTheScreenOpens)
+{
+    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const QString path = "DataProtection/" + me;
+    {
+        DataProtectionController privacy;
+        privacy.loadViewIfNeeded();
+        EXPECT_EQ(privacy.imageChoice(), 0) << "nothing stored reads as anybody";
+        privacy.tapLastSeen(1); // nobody
+        privacy.tapImage(2);    // only favourites
+        ASSERT_TRUE(appDatabase_->waitUntilWritten());
+        EXPECT_EQ(storedValue(appDatabase_->client(), path),
+                  (QVariantMap{{"img_status", "Only Favourite"}, {"lastseen_status", "Nobody"}}));
+        // Tapping the selected button leaves none selected and writes nothing.
+        privacy.tapImage(2);
+        EXPECT_EQ(privacy.imageChoice(), -1);
+        EXPECT_EQ(appDatabase_->client().pendingWriteCount(), 0);
+    }
+    DataProtectionController reopened;
+    reopened.loadViewIfNeeded();
+    EXPECT_TRUE(
+        waitUntil([&] { return reopened.imageChoice() == 2 && reopened.lastSeenChoice() == 1; }));
+}
+
+TEST_F(SettingsScreens, LogoutAsksThenEmptiesTheRecordAndEndsAtTheFirstScreen)
+{
+    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const std::optional<QString> token = LoginDefaults().userToken();
+    appDatabase_->client()
+        .reference("Users/" + me)
+        .setValue(QVariantMap{{"id", me}, {"status", "Online"}, {"device_token", "player-7"}});
+    ASSERT_TRUE(appDatabase_->waitUntilWritten());
+    UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
+
+    SetingViewController settings;
+    EXPECT_EQ(settings.rowKeys().size(), 7);
+    settings.logout();
+    ASSERT_NE(settings.presentedAlert(), nullptr);
+    EXPECT_EQ(settings.presentedAlert()->actionTitles(), (QStringList{"YES", "NO"}));
+    settings.presentedAlert()->trigger(0);
+    ASSERT_TRUE(waitUntil([] { return !LoginDefaults().userId().has_value(); }, 10000));
+    EXPECT_FALSE(UserDefaults::standard().object(RegisterStatus::key).has_value());
+
+    Database reader(QStringLiteral("reader"));
+    const QString other = signUp("Bea", "female", 52.52, 13.405);
+    Q_UNUSED(other)
+    const QVariantMap record = storedValue(reader, "Users/" + me).toMap();
+    EXPECT_EQ(record.value("status"), "Offline");
+    EXPECT_EQ(record.value("device_token"), "");
+    // The session is over for the database too.
+    reader.setTokenProvider([token] { return token; });
+    EXPECT_TRUE(storedValue(reader, "Users/" + me).toString().startsWith("<error> 401"));
+}
