@@ -12,4 +12,5 @@ Label {
     font.capitalization: Font.AllUppercase
     font.letterSpacing: 0.8
     color: Theme.textSecondary
+    wrapMode: Text.WordWrap
 }

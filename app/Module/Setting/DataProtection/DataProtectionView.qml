@@ -29,36 +29,47 @@ Item {
         Layout.fillWidth: true
         spacing: 0
         SectionLabel { Layout.bottomMargin: 6; Localizable.xibLocKey: group.questionKey }
-        Repeater {
-            model: [{ key: "Anybody", icon: "public" },
-                    { key: "Nobody", icon: "block" },
-                    { key: "Only Favourite", icon: "favorite" }]
-            ItemDelegate {
-                id: choice
-                required property var modelData
-                required property int index
-                objectName: group.buttonNames[index] || ""
-                Layout.fillWidth: true
-                height: 56
-                background: Rectangle {
-                    color: choice.pressed ? Theme.surfaceVariant : Theme.surface
-                    radius: index === 0 ? Theme.radius : 0
-                    Rectangle { visible: choice.index > 0; width: parent.width; height: 1; color: Theme.outline }
-                }
-                onClicked: group.tapped(index)
-                contentItem: RowLayout {
-                    spacing: 12
-                    Icon { name: choice.modelData.icon; color: Theme.primary; size: 22 }
-                    Label {
-                        Layout.fillWidth: true
-                        Localizable.xibLocKey: choice.modelData.key
-                        font: Theme.body
-                        color: Theme.text
-                    }
-                    Icon {
-                        name: group.selected === choice.index ? "radio_button_checked"
-                                                              : "radio_button_unchecked"
-                        color: group.selected === choice.index ? Theme.primary : Theme.textSecondary
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: choices.implicitHeight
+            radius: Theme.radius
+            color: Theme.surface
+            border.color: Theme.outline
+            clip: true
+            Column {
+                id: choices
+                width: parent.width
+                Repeater {
+                    model: [{ key: "Anybody", icon: "public" },
+                            { key: "Nobody", icon: "block" },
+                            { key: "Only Favourite", icon: "favorite" }]
+                    ItemDelegate {
+                        id: choice
+                        required property var modelData
+                        required property int index
+                        objectName: group.buttonNames[index] || ""
+                        width: choices.width
+                        height: 56
+                        background: Rectangle {
+                            color: choice.pressed ? Theme.surfaceVariant : "transparent"
+                            Rectangle { visible: choice.index > 0; width: parent.width; height: 1; color: Theme.outline }
+                        }
+                        onClicked: group.tapped(index)
+                        contentItem: RowLayout {
+                            spacing: 12
+                            Icon { name: choice.modelData.icon; color: Theme.primary; size: 22 }
+                            Label {
+                                Layout.fillWidth: true
+                                Localizable.xibLocKey: choice.modelData.key
+                                font: Theme.body
+                                color: Theme.text
+                            }
+                            Icon {
+                                name: group.selected === choice.index ? "radio_button_checked"
+                                                                      : "radio_button_unchecked"
+                                color: group.selected === choice.index ? Theme.primary : Theme.textSecondary
+                            }
+                        }
                     }
                 }
             }
