@@ -12,6 +12,7 @@
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
+#include "Module/Setting/Delete/DeleteAccViewController.h"
 #include "Module/Setting/SetingViewController.h"
 #include "Module/Tabs/PlaceholderViewController.h"
 #include "Module/Tabs/TabsController.h"
@@ -114,8 +115,7 @@ Storyboard::Catalogue appStoryboards()
          screen<DataProtectionController>("Setting", "DataProtectionView")},
         {id(VCIdentifier::Notification),
          placeholder("Notification", "notifications", "How you are told about new messages.")},
-        {id(VCIdentifier::DeleteVC),
-         placeholder("Delete Account", "delete", "Delete your account with a reason.")},
+        {id(VCIdentifier::DeleteVC), screen<DeleteAccViewController>("Setting", "DeleteAccountView")},
         {id(VCIdentifier::AdmobBannerVC),
          placeholder("Information", "campaign", "Advertisements are not shown in this version.")},
     };

@@ -2,8 +2,12 @@
 
 #include "Constants.h"
 #include "LoginDefaults.h"
+#include "Module/Chat/Model/Connectivity.h"
+#include "Module/Login/LoginDataManager.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
+#include "Module/Setting/Delete/DeleteAccViewController.h"
 #include "Module/Setting/SetingViewController.h"
+#include "Platform/Reachability.h"
 #include "Platform/UI/Alert.h"
 #include "Platform/UserDefaults.h"
 
@@ -73,4 +77,55 @@ TEST_F(SettingsScreens, LogoutAsksThenEmptiesTheRecordAndEndsAtTheFirstScreen)
     // The session is over for the database too.
     reader.setTokenProvider([token] { return token; });
     EXPECT_TRUE(storedValue(reader, "Users/" + me).toString().startsWith("<error> 401"));
+}
+
+TEST_F(SettingsScreens, DeletionIsRefusedOfflineThenMarksTheAccountAndEndsAtTheFirstScreen)
+{
+    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    appDatabase_->client()
+        .reference("Users/" + me)
+        .setValue(QVariantMap{{"id", me}, {"status", "Online"}, {"device_token", "player-7"}});
+    ASSERT_TRUE(appDatabase_->waitUntilWritten());
+    UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
+
+    DeleteAccViewController deletion;
+    deletion.selectReason(1);
+    EXPECT_EQ(LoginDefaults().reason(), 1) << "kept under SelectedReason";
+    deletion.btnTellus();
+    deletion.txtViewMessage = QStringLiteral("The app crashed twice.");
+
+    // Offline: the connection message, and nothing changes.
+    server_.stop();
+    Reachability::shared().refresh();
+    ASSERT_TRUE(waitUntil([] { return !Connectivity::isConnectedToInternet(); }));
+    deletion.deleteAccount();
+    ASSERT_NE(deletion.presentedAlert(), nullptr);
+    deletion.presentedAlert()->trigger(0);
+    ASSERT_TRUE(waitUntil([&] { return deletion.presentedAlert() != nullptr; }));
+    EXPECT_EQ(deletion.presentedAlert()->message(), "Please check your internet connection");
+    deletion.presentedAlert()->trigger(0);
+    EXPECT_EQ(LoginDefaults().userId(), me);
+    EXPECT_EQ(appDatabase_->client().pendingWriteCount(), 0);
+
+    ASSERT_TRUE(server_.restart());
+    Reachability::shared().refresh();
+    ASSERT_TRUE(waitUntil([] { return Connectivity::isConnectedToInternet(); }));
+    deletion.deleteAccount();
+    deletion.presentedAlert()->trigger(0);
+    ASSERT_TRUE(waitUntil([] { return !LoginDefaults().userId().has_value(); }, 10000));
+    EXPECT_FALSE(UserDefaults::standard().object(RegisterStatus::key).has_value());
+
+    const QString other = signUp("Bea", "female", 52.52, 13.405);
+    Q_UNUSED(other)
+    const QVariantMap record = storedValue(appDatabase_->client(), "Users/" + me).toMap();
+    EXPECT_EQ(record.value("activate_status"), "Deactivate");
+    EXPECT_EQ(record.value("device_token"), "");
+    // The deleted account can no longer sign in.
+    std::optional<bool> signedIn;
+    LoginDataManager().login("ada@example.com", "pw-Ada",
+                             [&](bool success, const std::optional<QString> &, std::optional<int>) {
+                                 signedIn = success;
+                             });
+    ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
+    EXPECT_FALSE(*signedIn);
 }
