@@ -11,6 +11,7 @@
 #include "Module/Main/MainViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
+#include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
 #include "Module/Setting/SetingViewController.h"
@@ -110,7 +111,7 @@ Storyboard::Catalogue appStoryboards()
         {id(VCIdentifier::navInfo), stackOf(info)},
         {id(VCIdentifier::navSetting), stackOf(settings)},
         {id(VCIdentifier::ChangePassword),
-         placeholder("Change Password", "password", "Change your password here.")},
+         screen<ChangePasswordViewController>("Setting", "ChangePasswordView")},
         {id(VCIdentifier::DataProtection),
          screen<DataProtectionController>("Setting", "DataProtectionView")},
         {id(VCIdentifier::Notification),

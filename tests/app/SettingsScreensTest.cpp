@@ -4,6 +4,7 @@
 #include "LoginDefaults.h"
 #include "Module/Chat/Model/Connectivity.h"
 #include "Module/Login/LoginDataManager.h"
+#include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
 #include "Module/Setting/SetingViewController.h"
@@ -128,4 +129,33 @@ TEST_F(SettingsScreens, DeletionIsRefusedOfflineThenMarksTheAccountAndEndsAtTheF
                              });
     ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
     EXPECT_FALSE(*signedIn);
+}
+
+TEST_F(SettingsScreens, APasswordChangeIsCheckedHereAndThenSignsInWithTheNewOne)
+{
+    signUp("Ada", "female", 52.52, 13.405);
+    ChangePasswordViewController change;
+    const auto problem = [&](const char *old, const char *fresh, const char *again) {
+        change.oldPassword()->textFieldDidChange(old);
+        change.newPassword()->textFieldDidChange(fresh);
+        change.confirmPassword()->textFieldDidChange(again);
+        return change.formProblem().value_or(QString());
+    };
+    EXPECT_EQ(problem("", "wuff-wuff", "wuff-wuff"), "Password is required");
+    EXPECT_EQ(problem("pw-Ada", "wuff", "wuff"), "The new password needs at least 6 characters.");
+    EXPECT_EQ(problem("pw-Ada", "wuff-wuff", "wuff-wuf"), "Password does not match");
+    EXPECT_EQ(problem("pw-Ada", "pw-Ada", "pw-Ada"),
+              "The new password is the same as the old one.");
+    EXPECT_EQ(problem("pw-Ada", "wuff-wuff", "wuff-wuff"), "");
+
+    change.save();
+    ASSERT_TRUE(waitUntil([&] { return change.presentedAlert() != nullptr; }, 10000));
+    change.presentedAlert()->trigger(0);
+    std::optional<bool> signedIn;
+    LoginDataManager().login("ada@example.com", "wuff-wuff",
+                             [&](bool success, const std::optional<QString> &, std::optional<int>) {
+                                 signedIn = success;
+                             });
+    ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
+    EXPECT_TRUE(*signedIn);
 }

@@ -65,6 +65,13 @@ Item {
                 Localizable.xibLocKey: "Edit profile"
                 onClicked: view.controller.edit()
             }
+            PrimaryButton {
+                objectName: "changePasswordButton"
+                outlined: true
+                iconName: "password"
+                Localizable.xibLocKey: "Change Password"
+                onClicked: view.controller.openChangePassword()
+            }
         }
 
         ColumnLayout {

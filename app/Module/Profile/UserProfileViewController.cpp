@@ -6,6 +6,7 @@
 #include "Module/FindDog/PartnerTexts.h"
 #include "Module/Profile/ProfilleDataManager.h"
 #include "Module/Tabs/TabsController.h"
+#include "NavigationHelper.h"
 #include "Platform/UI/Lifetime.h"
 #include "Platform/UI/NavigationController.h"
 #include "Platform/UI/ProgressHUD.h"
@@ -110,6 +111,13 @@ bool UserProfileViewController::hasPicture() const
 void UserProfileViewController::edit()
 {
     setEditing(true);
+}
+
+void UserProfileViewController::openChangePassword()
+{
+    if (NavigationController *stack = navigationController())
+        stack->pushViewController(NavigationHelper::shared().viewController(
+            VCIdentifier::ChangePassword, StoryboardName::tabBar));
 }
 
 void UserProfileViewController::cancelEditing()

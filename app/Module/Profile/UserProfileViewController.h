@@ -32,6 +32,7 @@ public:
     bool hasPicture() const override;
 
     Q_INVOKABLE void edit();
+    Q_INVOKABLE void openChangePassword();
     // Leaves editing; the fields go back to the saved profile.
     Q_INVOKABLE void cancelEditing();
     Q_INVOKABLE void save() override;
