@@ -14,6 +14,7 @@
 #include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
+#include "Module/Setting/Notification/NotificationSettingsController.h"
 #include "Module/Setting/SetingViewController.h"
 #include "Module/Tabs/PlaceholderViewController.h"
 #include "Module/Tabs/TabsController.h"
@@ -115,7 +116,7 @@ Storyboard::Catalogue appStoryboards()
         {id(VCIdentifier::DataProtection),
          screen<DataProtectionController>("Setting", "DataProtectionView")},
         {id(VCIdentifier::Notification),
-         placeholder("Notification", "notifications", "How you are told about new messages.")},
+         screen<NotificationSettingsController>("Setting", "NotificationSettingsView")},
         {id(VCIdentifier::DeleteVC), screen<DeleteAccViewController>("Setting", "DeleteAccountView")},
         {id(VCIdentifier::AdmobBannerVC),
          placeholder("Information", "campaign", "Advertisements are not shown in this version.")},

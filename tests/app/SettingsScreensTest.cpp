@@ -7,6 +7,7 @@
 #include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
+#include "Module/Setting/Notification/NotificationSettingsController.h"
 #include "Module/Setting/SetingViewController.h"
 #include "Platform/Reachability.h"
 #include "Platform/UI/Alert.h"
@@ -158,4 +159,36 @@ TEST_F(SettingsScreens, APasswordChangeIsCheckedHereAndThenSignsInWithTheNewOne)
                              });
     ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
     EXPECT_TRUE(*signedIn);
+}
+
+TEST_F(SettingsScreens, NotificationChoicesGoToTheRecordSendersReadAndComeBackWhenReopened)
+{
+    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const QString path = "Notifications/" + me;
+    ASSERT_TRUE(
+        waitUntil([&] { return storedValue(appDatabase_->client(), path).isValid(); }, 10000));
+    {
+        NotificationSettingsController settings;
+        settings.loadViewIfNeeded();
+        ASSERT_TRUE(waitUntil([&] { return settings.loaded(); }));
+        EXPECT_TRUE(settings.pushes() && settings.tone() && settings.vibration() &&
+                    settings.preview())
+            << "the record's defaults";
+        settings.setPushes(false);
+        settings.setPreview(false);
+        settings.setLightColour(1);
+        ASSERT_TRUE(appDatabase_->waitUntilWritten());
+    }
+    EXPECT_EQ(
+        storedValue(appDatabase_->client(), path),
+        (QVariantMap{
+            {"noti_status", "offline"}, {"tone", "on"}, {"vibrate", "on"}, {"message", "off"}}));
+    EXPECT_EQ(LoginDefaults().ledColour(), 2) << "LedColour keeps the colour's place plus one";
+    NotificationSettingsController reopened;
+    reopened.loadViewIfNeeded();
+    ASSERT_TRUE(waitUntil([&] { return reopened.loaded(); }));
+    EXPECT_FALSE(reopened.pushes());
+    EXPECT_FALSE(reopened.preview());
+    EXPECT_TRUE(reopened.tone());
+    EXPECT_EQ(reopened.lightColour(), 1);
 }
