@@ -7,6 +7,8 @@
 #include "Common/Extensions/Localizable.h"
 #include "Constants.h"
 #include "LoginDefaults.h"
+#include "Module/Chat/ChatList/ChatListVC.h"
+#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
@@ -393,6 +395,26 @@ TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
     for (const char *code : {"en", "de"}) {
         setLanguage(code);
         screenshot(QStringLiteral("partner_detail_%1").arg(code));
+    }
+
+    // A message from the detail, then the conversation in the chat list.
+    ASSERT_TRUE(click("chatButton"));
+    ASSERT_TRUE(showingInSection<ChatViewController>());
+    ChatViewController *chat = sectionTop<ChatViewController>();
+    ASSERT_TRUE(type("messageField", "Hallo! Gassi morgen um 8?"));
+    ASSERT_TRUE(click("sendButton"));
+    ASSERT_TRUE(waitUntil([&] { return chat->messages()->count() == 1; }, 10000));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("conversation_%1").arg(code));
+    }
+    ASSERT_TRUE(click("tab2"));
+    ASSERT_TRUE(showingInSection<ChatListVC>());
+    ChatListVC *chats = sectionTop<ChatListVC>();
+    ASSERT_TRUE(waitUntil([&] { return chats->chats()->rowOf(nearest.userId) == 0; }, 10000));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("chat_list_%1").arg(code));
     }
 
     // The favourites hold the partner.

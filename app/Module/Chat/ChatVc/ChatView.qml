@@ -46,12 +46,13 @@ Item {
                 Layout.fillWidth: true
                 spacing: 0
                 RowLayout {
+                    id: nameRow
                     Layout.fillWidth: true
                     spacing: 6
+                    // The name as long as it is, up to what leaves room for the mark.
                     Label {
                         objectName: "chatPartnerName"
-                        Layout.fillWidth: true
-                        Layout.maximumWidth: implicitWidth
+                        Layout.maximumWidth: nameRow.width - 22
                         text: view.controller.partnerName
                         font: Theme.headline
                         color: Theme.text
@@ -63,7 +64,7 @@ Item {
                         sourceSize.width: 16
                         sourceSize.height: 16
                     }
-                    Item { Layout.fillWidth: true; Layout.preferredWidth: 0 }
+                    Item { Layout.fillWidth: true }
                 }
                 Label {
                     objectName: "chatPresence"
