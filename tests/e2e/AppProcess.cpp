@@ -68,8 +68,11 @@ QJsonObject AppProcess::send(const QJsonObject &command)
     socket_.write(QJsonDocument(command).toJson(QJsonDocument::Compact) + '\n');
     // A tap first waits for its item and for the screen to settle; a wait command for its
     // own time. Both stay well within this.
-    if (!QTest::qWaitFor([this] { return socket_.canReadLine(); }, waitMs + 10000))
+    if (!QTest::qWaitFor([this] { return socket_.canReadLine(); }, waitMs + 10000)) {
+        // A late answer would be taken for the next command's: no more commands.
+        socket_.abort();
         return {{QStringLiteral("error"), QStringLiteral("no answer from ") + name_}};
+    }
     return QJsonDocument::fromJson(socket_.readLine()).object();
 }
 
