@@ -6,6 +6,7 @@
 #include "Platform/NotificationCenter.h"
 #include "Platform/OneSignal.h"
 #include "Platform/UI/AppWindowEngine.h"
+#include "Platform/UI/Automation.h"
 #include "Platform/UI/Window.h"
 #include "Platform/UserDefaults.h"
 
@@ -82,8 +83,12 @@ int main(int argc, char *argv[])
     // The window shows what the delegate installed; it is created once launch has chosen the
     // first screen and stored the language.
     QQmlApplicationEngine engine;
-    if (!loadAppWindow(engine, *delegate.window(), NotificationCenter::current().banner()))
+    QQuickWindow *window =
+        loadAppWindow(engine, *delegate.window(), NotificationCenter::current().banner());
+    if (!window)
         return 1;
+    // Off unless TAILWISE_AUTOMATION_PORT is set: a local test driver works the window.
+    const std::unique_ptr<Automation> automation = Automation::fromEnvironment(window);
     const int status = QGuiApplication::exec();
     letWritesLeave();
     return status;

@@ -5,6 +5,8 @@
 //   tailwise-partner-list-bench SERVER_BINARY SEED_BINARY [PEOPLE] [ROUNDS]
 #include "QmlModules.h"
 
+#include "AppBench.h"
+
 #include "AppDelegate.h"
 #include "Common/Extensions/Localizable.h"
 #include "LoginDefaults.h"
@@ -39,20 +41,6 @@
 
 namespace {
 
-bool waitUntil(const std::function<bool()> &done, int timeoutMs)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(2, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
-}
-
 // Resident memory of this process, in MiB.
 double residentMiB()
 {
@@ -75,50 +63,10 @@ QQuickItem *findItem(QQuickItem *item, const QString &name)
     return nullptr;
 }
 
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
-
 [[noreturn]] void fail(const char *what)
 {
     std::fprintf(stderr, "tailwise-partner-list-bench: %s\n", what);
     std::exit(1);
-}
-
-struct Stack
-{
-    QProcess server;
-    QByteArray backend, database;
-};
-
-void startStack(Stack &stack, const QString &binary, const QString &dataDir)
-{
-    stack.server.setProgram(binary);
-    stack.server.setArguments({"--data-dir", dataDir, "--backend-port", "0", "--database-port", "0",
-                               "--push-port", "0", "--no-rate-limits"});
-    stack.server.start();
-    QByteArray output;
-    waitUntil(
-        [&] {
-            output += stack.server.readAllStandardOutput();
-            for (const QByteArray &line : output.split('\n')) {
-                if (line.startsWith("backend listening on "))
-                    stack.backend = line.mid(21).trimmed();
-                if (line.startsWith("database listening on "))
-                    stack.database = line.mid(22).trimmed();
-            }
-            return !stack.backend.isEmpty() && !stack.database.isEmpty();
-        },
-        10000);
-    if (stack.database.isEmpty())
-        fail("the server did not start");
-    // What the server says from here on is not needed, but a full pipe would stop it.
-    QObject::connect(&stack.server, &QProcess::readyReadStandardOutput, &stack.server,
-                     [&stack] { stack.server.readAllStandardOutput(); });
-    QObject::connect(&stack.server, &QProcess::readyReadStandardError, &stack.server,
-                     [&stack] { stack.server.readAllStandardError(); });
 }
 
 } // namespace
@@ -145,7 +93,8 @@ int main(int argc, char **argv)
     const int rounds = argc > 4 ? std::atoi(argv[4]) : 5;
 
     Stack stack;
-    startStack(stack, serverBinary, home.filePath(QStringLiteral("data")));
+    if (!startStack(stack, serverBinary, home.filePath(QStringLiteral("data"))))
+        fail("the server did not start");
     qputenv("TAILWISE_BACKEND", stack.backend);
     qputenv("TAILWISE_DATABASE", stack.database);
 
@@ -237,7 +186,5 @@ int main(int argc, char **argv)
     std::printf("| resident memory, first page on screen | %.0f MiB |\n", firstPageMiB);
     std::printf("| resident memory, scrolled to the end (%d rows) | %.0f MiB |\n", loadedRows,
                 scrolledMiB);
-    stack.server.terminate();
-    stack.server.waitForFinished(5000);
     return 0;
 }

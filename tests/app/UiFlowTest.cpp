@@ -20,6 +20,7 @@
 #include "Module/Tabs/TabsController.h"
 #include "Platform/OneSignal.h"
 #include "Platform/UI/AppWindowEngine.h"
+#include "Platform/UI/ItemLookup.h"
 #include "Platform/UI/NavigationController.h"
 #include "Platform/UI/Window.h"
 #include "Platform/UserDefaults.h"
@@ -35,20 +36,6 @@
 
 namespace {
 
-// Every object below `item` (items and their non-visual children), depth first.
-QObject *findObject(QQuickItem *item, const QString &name)
-{
-    if (item->objectName() == name && item->isVisible())
-        return item;
-    for (QObject *child : item->children())
-        if (!qobject_cast<QQuickItem *>(child) && child->objectName() == name)
-            return child;
-    for (QQuickItem *child : item->childItems())
-        if (QObject *found = child->isVisible() ? findObject(child, name) : nullptr)
-            return found;
-    return nullptr;
-}
-
 class UiFlow : public LiveBackend
 {
 protected:
@@ -62,6 +49,7 @@ protected:
     }
     void TearDown() override
     {
+        driver_.reset();
         engine_.reset();
         delegate_.reset();
         oneSignal_.reset();
@@ -80,66 +68,13 @@ protected:
         ASSERT_NE(window_, nullptr) << warnings_.join('\n').toStdString();
         window_->requestActivate();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(window_));
+        driver_ = std::make_unique<ItemDriver>(window_);
     }
 
-    QObject *object(const QString &name, int timeoutMs = 5000)
-    {
-        QObject *found = nullptr;
-        waitUntil([&] { return (found = findObject(window_->contentItem(), name)) != nullptr; },
-                  timeoutMs);
-        return found;
-    }
-    QQuickItem *item(const QString &name) { return qobject_cast<QQuickItem *>(object(name)); }
-
-    // Scrolls the screen's list until `target` is in the window.
-    static void scrollTo(QQuickItem *target)
-    {
-        for (QQuickItem *parent = target->parentItem(); parent; parent = parent->parentItem()) {
-            if (!parent->inherits("QQuickFlickable"))
-                continue;
-            QQuickItem *content = parent->property("contentItem").value<QQuickItem *>();
-            const qreal top = target->mapToItem(content, QPointF(0, 0)).y();
-            const qreal maxY =
-                std::max<qreal>(0, parent->property("contentHeight").toReal() - parent->height());
-            parent->setProperty("contentY", std::clamp<qreal>(top - parent->height() / 3, 0, maxY));
-            return;
-        }
-    }
-    // A stack takes no touches while a page slides in or out.
-    static bool settled(QQuickItem *target)
-    {
-        for (QQuickItem *parent = target->parentItem(); parent; parent = parent->parentItem())
-            if (parent->inherits("QQuickStackView") &&
-                !waitUntil([parent] { return !parent->property("busy").toBool(); }))
-                return false;
-        QTest::qWait(100);
-        return true;
-    }
-    bool click(const QString &name)
-    {
-        QQuickItem *target = item(name);
-        if (!target || !settled(target))
-            return false;
-        scrollTo(target);
-        QTest::qWait(50);
-        const QPointF centre =
-            target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
-        QTest::mouseClick(window_, Qt::LeftButton, {}, centre.toPoint());
-        return true;
-    }
-    bool type(const QString &name, const QString &text)
-    {
-        QQuickItem *field = item(name);
-        if (!field)
-            return false;
-        if (!settled(field))
-            return false;
-        scrollTo(field);
-        field->forceActiveFocus();
-        for (const QChar character : text)
-            QTest::keyClick(window_, character.toLatin1());
-        return field->property("text").toString().endsWith(text);
-    }
+    QObject *object(const QString &name) { return driver_->object(name); }
+    QQuickItem *item(const QString &name) { return driver_->item(name); }
+    bool click(const QString &name) { return driver_->click(name); }
+    bool type(const QString &name, const QString &text) { return driver_->type(name, text); }
     // Answers the alert on display with its first button; its message, or a note that none came.
     QString answerAlert()
     {
@@ -154,10 +89,9 @@ protected:
     }
     void screenshot(const QString &name)
     {
-        QTest::qWait(400);
-        const QImage image = window_->grabWindow();
-        EXPECT_FALSE(image.isNull());
-        EXPECT_TRUE(image.save(QStringLiteral(TAILWISE_SCREENSHOT_DIR "/") + name + ".png"));
+        EXPECT_TRUE(
+            driver_->screenshot(QStringLiteral(TAILWISE_SCREENSHOT_DIR "/") + name + ".png"))
+            << name.toStdString();
     }
     // The screen on top of the tab screen's section, when it is a `Screen`.
     template <typename Screen>
@@ -206,6 +140,7 @@ protected:
     std::unique_ptr<AppDelegate> delegate_;
     std::unique_ptr<QQmlApplicationEngine> engine_;
     QQuickWindow *window_ = nullptr;
+    std::unique_ptr<ItemDriver> driver_;
     QStringList warnings_;
 };
 
