@@ -46,13 +46,14 @@ Item {
                 Layout.fillWidth: true
                 spacing: 0
                 RowLayout {
-                    id: nameRow
                     Layout.fillWidth: true
                     spacing: 6
-                    // The name as long as it is, up to what leaves room for the mark.
+                    // The name as long as it is; shorter, with an ellipsis, only when the
+                    // row has no more room. What is left over stays after the mark.
                     Label {
                         objectName: "chatPartnerName"
-                        Layout.maximumWidth: nameRow.width - 22
+                        Layout.fillWidth: true
+                        Layout.maximumWidth: implicitWidth
                         text: view.controller.partnerName
                         font: Theme.headline
                         color: Theme.text
@@ -64,7 +65,6 @@ Item {
                         sourceSize.width: 16
                         sourceSize.height: 16
                     }
-                    Item { Layout.fillWidth: true }
                 }
                 Label {
                     objectName: "chatPresence"
