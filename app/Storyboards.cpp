@@ -6,6 +6,7 @@
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
+#include "Module/Info/ImfoViewController.h"
 #include "Module/Profile/UserProfileViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
@@ -89,7 +90,7 @@ Storyboard::Catalogue appStoryboards()
     const auto findDog = screen<FindDogViewController>("FindDog", "FindDogView");
     const auto favourites = screen<FavouritesViewController>("FindDog", "FavouritesView");
     const auto chats = screen<ChatListVC>("Chat", "ChatListView");
-    const auto info = placeholder("Information", "info", "Help and information about Tailwise.");
+    const auto info = screen<ImfoViewController>("Info", "InfoView");
     const auto profile = screen<UserProfileViewController>("Profile", "UserProfileView");
     const auto settings = screen<SetingViewController>("Setting", "SettingsView");
     const auto chat = screen<ChatViewController>("Chat", "ChatView");
