@@ -92,8 +92,10 @@ qsizetype AppDelegate::requestsInFlight()
 
 AppDelegate::~AppDelegate()
 {
-    if (&center_.delegate() == static_cast<NotificationCenterDelegate *>(this))
+    if (&center_.delegate() == static_cast<NotificationCenterDelegate *>(this)) {
         center_.setDelegate(nullptr);
+        center_.setPresentationFilter({});
+    }
     if (GIDSignIn::sharedInstance().delegate() == this)
         GIDSignIn::sharedInstance().setDelegate(nullptr);
 }
@@ -103,6 +105,7 @@ bool AppDelegate::application(const QVariantMap &didFinishLaunchingWithOptions)
     AdmobManager().AdmobInit(adMobAppID);
     IQKeyboardManager::shared().setEnable(true);
     center_.setDelegate(this);
+    center_.setPresentationFilter(presentedAsSettingsAllow);
     FirebaseApp::configure();
     FBSDKApplicationDelegate::sharedInstance().application(didFinishLaunchingWithOptions);
     GMSPlacesClient::provideAPIKey(GMSPlacesKey);

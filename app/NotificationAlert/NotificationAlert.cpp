@@ -1,9 +1,12 @@
 #include "NotificationAlert/NotificationAlert.h"
 
+#include "Common/Extensions/Localizable.h"
 #include "Common/Firebase/FirebaseNode.h"
 #include "LoginDefaults.h"
 #include "Platform/Database.h"
 #include "Platform/Print.h"
+
+#include <memory>
 
 namespace {
 
@@ -56,10 +59,43 @@ void NotificationAlert::fetchNotificationSetting()
     if (!notificationRefOnOff_)
         return;
     namespace key = NotificationSetting;
-    fetchData(key::status, key::status, [this](bool flag) { pushNotification_ = flag; });
-    fetchData(key::tone, key::tone, [this](bool flag) { notigicationTone_ = flag; });
-    fetchData(key::vibrate, key::vibrate, [this](bool flag) { vibrate_ = flag; });
-    fetchData(key::message, key::message, [this](bool flag) { customNotification_ = flag; });
+    // The flags count as the user's once all four have been read.
+    settingsKnown_ = false;
+    auto outstanding = std::make_shared<int>(4);
+    const auto answered = [this, outstanding] {
+        if (--*outstanding == 0)
+            settingsKnown_ = true;
+    };
+    fetchData(key::status, key::status, [this, answered](bool flag) {
+        pushNotification_ = flag;
+        answered();
+    });
+    fetchData(key::tone, key::tone, [this, answered](bool flag) {
+        notigicationTone_ = flag;
+        answered();
+    });
+    fetchData(key::vibrate, key::vibrate, [this, answered](bool flag) {
+        vibrate_ = flag;
+        answered();
+    });
+    fetchData(key::message, key::message, [this, answered](bool flag) {
+        customNotification_ = flag;
+        answered();
+    });
+}
+
+std::optional<PushNotification> presentedAsSettingsAllow(const PushNotification &push)
+{
+    const NotificationAlert &settings = NotificationAlert::sharedInstance();
+    if (!settings.settingsKnown())
+        return push;
+    if (!settings.pushNotification())
+        return std::nullopt;
+    if (settings.customNotification())
+        return push;
+    PushNotification withoutText = push;
+    withoutText.body = languageSelectedStringForKey(QStringLiteral("New message"));
+    return withoutText;
 }
 
 void NotificationAlert::fetchData(const QString &key, const QString &type,

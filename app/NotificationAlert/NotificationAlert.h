@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/PushNotification.h"
+
 #include "Platform/DatabaseReference.h"
 
 #include <QString>
@@ -59,6 +61,10 @@ public:
     // wants pushes); for every other type only "on" is on. No callback when the value is not
     // a text or cannot be read.
     void fetchData(const QString &key, const QString &type, std::function<void(bool)> success);
+    // Whether the flags hold the signed-in user's settings (read, or set by the settings
+    // screen) rather than their defaults.
+    bool settingsKnown() const { return settingsKnown_; }
+    void setSettingsKnown(bool known) { settingsKnown_ = known; }
 
 private:
     NotificationAlert() = default;
@@ -69,5 +75,10 @@ private:
     bool light_ = false;
     bool pushNotification_ = false;
     bool favMark_ = false;
+    bool settingsKnown_ = false;
     std::optional<DatabaseReference> notificationRefOnOff_;
 };
+
+// A push as the signed-in user's settings let it show: not at all when pushes are off, without
+// the message text when the preview is off, as it came while the settings are not known.
+std::optional<PushNotification> presentedAsSettingsAllow(const PushNotification &push);

@@ -49,7 +49,7 @@ void NotificationCenter::deliver(const PushNotification &notification)
         this,
         [this, notification] {
             if (!ApplicationState::shared().isActive()) {
-                banner_.show(notification);
+                present(notification);
                 return;
             }
             QPointer<NotificationCenter> center(this);
@@ -57,10 +57,18 @@ void NotificationCenter::deliver(const PushNotification &notification)
                 *this, notification,
                 [center, notification](NotificationPresentationOptions options) {
                     if (center && options.testFlag(NotificationPresentationOption::alert))
-                        center->banner_.show(notification);
+                        center->present(notification);
                 });
         },
         Qt::QueuedConnection);
+}
+
+void NotificationCenter::present(const PushNotification &notification)
+{
+    if (!filter_)
+        return banner_.show(notification);
+    if (const std::optional<PushNotification> shown = filter_(notification))
+        banner_.show(*shown);
 }
 
 void NotificationCenter::open(const PushNotification &notification)

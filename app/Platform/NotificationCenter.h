@@ -68,6 +68,11 @@ public:
 
     // Not owned; nullptr gives the role back to the printing default.
     void setDelegate(NotificationCenterDelegate *delegate) { delegate_ = delegate; }
+    // What the user's own settings make of a push before it is shown: the push as it is, a
+    // changed one (no message text), or none at all. All shown as they came when unset.
+    using PresentationFilter =
+        std::function<std::optional<PushNotification>(const PushNotification &)>;
+    void setPresentationFilter(PresentationFilter filter) { filter_ = std::move(filter); }
     NotificationCenterDelegate &delegate() const;
 
     // What the window shows over every screen.
@@ -80,5 +85,8 @@ private:
     void open(const PushNotification &notification);
 
     NotificationCenterDelegate *delegate_ = nullptr;
+    void present(const PushNotification &notification);
+
     NotificationBanner banner_;
+    PresentationFilter filter_;
 };

@@ -1,4 +1,6 @@
 #include "Platform/NotificationCenter.h"
+#include "NotificationAlert/NotificationAlert.h"
+#include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
 
@@ -51,6 +53,31 @@ TEST(NotificationCenter, InTheBackgroundAPushWaitsInTheBannerAndATapOpensIt)
     banner.dismiss();
     QTest::qWait(50);
     EXPECT_EQ(delegate.opened.size(), 1) << "a dismissed push is not opened";
+}
+
+// The user's own settings decide what a push may show: nothing with pushes off, no message
+// text with the preview off, everything while they are not known yet.
+TEST_F(FreshSettings, APushShowsAsTheUsersNotificationSettingsAllow)
+{
+    UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+    NotificationAlert &settings = NotificationAlert::sharedInstance();
+    NotificationCenter center;
+    center.setPresentationFilter(presentedAsSettingsAllow);
+    NotificationBanner &banner = center.banner();
+    const auto shown = [&](bool known, bool pushes, bool preview) {
+        settings.setSettingsKnown(known);
+        settings.setPushNotification(pushes);
+        settings.setCustomNotification(preview);
+        banner.dismiss();
+        center.deliver(chatPush(QVariantMap{{"title", "Anna"}, {"body", "Gassi?"}}));
+        QTest::qWait(50);
+        return banner.isShown() ? banner.body() : QStringLiteral("<none>");
+    };
+    EXPECT_EQ(shown(false, false, false), "Gassi?");
+    EXPECT_EQ(shown(true, true, true), "Gassi?");
+    EXPECT_EQ(shown(true, true, false), "New message");
+    EXPECT_EQ(shown(true, false, true), "<none>");
+    settings.setSettingsKnown(false);
 }
 
 TEST(NotificationCenter, InTheForegroundOnlyTheDelegatesCompletionShowsAPush)

@@ -35,6 +35,8 @@ void AppSessionHooks::userDidSignIn(const QString &)
 {
     // The session is stored by now; the record is the signed-in user's.
     NotificationAlert::sharedInstance().notificationExist();
+    // What this user's pushes may show on this device.
+    NotificationAlert::sharedInstance().fetchNotificationSetting();
 }
 
 void AppSessionHooks::mirrorSignedInUser(const QVariantMap &userData)
