@@ -238,6 +238,7 @@ void AppDelegate::locationManager(LocationManager &, const QList<Location> &didU
     locationCoordinates = newest.coordinate;
     Q_EMIT
     locationChanged();
+    distanceWarning_.locationChanged(newest.coordinate);
     geocoder_.reverseGeocodeLocation(newest,
                                      whileAlive(this, [this](const QList<Placemark> &placemarks,
                                                              const std::optional<QString> &error) {

@@ -4,6 +4,7 @@
 #include "Module/FindDog/FindDogDataManager.h"
 #include "Module/Profile/ProfilleDataManager.h"
 #include "Module/Register/RegisterationDataManager.h"
+#include "Module/Setting/DistanceWarning.h"
 #include "Platform/LocationManager.h"
 #include "Platform/NotificationCenter.h"
 #include "Platform/SignInKits.h"
@@ -115,6 +116,7 @@ private:
     LocationManager locationManager_;
     Geocoder geocoder_;
     FindDogDataManager dataManagerChat_;
+    DistanceWarning distanceWarning_{center_};
 };
 
 // The running application's delegate; calling it before one exists is a programming error.

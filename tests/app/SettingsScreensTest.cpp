@@ -3,12 +3,15 @@
 #include "Constants.h"
 #include "LoginDefaults.h"
 #include "Module/Chat/Model/Connectivity.h"
+#include "Module/FindDog/FindDogDataManager.h"
 #include "Module/Login/LoginDataManager.h"
 #include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
+#include "Module/Setting/DistanceWarning.h"
 #include "Module/Setting/Notification/NotificationSettingsController.h"
 #include "Module/Setting/SetingViewController.h"
+#include "Platform/NotificationCenter.h"
 #include "Platform/Reachability.h"
 #include "Platform/UI/Alert.h"
 #include "Platform/UserDefaults.h"
@@ -191,4 +194,38 @@ TEST_F(SettingsScreens, NotificationChoicesGoToTheRecordSendersReadAndComeBackWh
     EXPECT_FALSE(reopened.preview());
     EXPECT_TRUE(reopened.tone());
     EXPECT_EQ(reopened.lightColour(), 1);
+}
+
+TEST_F(SettingsScreens, TheDistanceWarningAnnouncesANearFavouriteOnceAndOnlyWhileSwitchedOn)
+{
+    const QString bea = signUp("Bea", "female", 52.5290, 13.4050); // about 1 km north
+    const QString cleo = signUp("Cleo", "female", 52.6500, 13.4050);
+    const QString ada = signUp("Ada", "female", 48.1374, 11.5755); // far away, for now
+    for (const QString &partner : {bea, cleo}) {
+        std::optional<bool> marked;
+        FindDogDataManager().createFavUser(
+            ada, partner, "1", [&](bool success, const QString &) { marked = success; });
+        ASSERT_TRUE(waitUntil([&] { return marked.has_value(); }, 10000) && *marked);
+    }
+    NotificationCenter center;
+    DistanceWarning warning(center);
+    QStringList announced;
+    QObject::connect(&warning, &DistanceWarning::announced,
+                     [&](const QString &partner) { announced << partner; });
+
+    warning.locationChanged({52.5200, 13.4050}); // the switch is off
+    QTest::qWait(500);
+    EXPECT_TRUE(announced.isEmpty());
+
+    LoginDefaults().setSwitchState(QStringLiteral("on"));
+    warning.locationChanged({52.5200, 13.4050});
+    ASSERT_TRUE(waitUntil([&] { return !announced.isEmpty(); }, 10000));
+    EXPECT_EQ(announced, QStringList{bea}) << "Cleo is 14 km away";
+    ASSERT_TRUE(waitUntil([&] { return center.banner().isShown(); }));
+    EXPECT_EQ(center.banner().body(), "Bea is 1.0 km from you");
+
+    // Still near after another move: not announced again.
+    warning.locationChanged({52.5250, 13.4150});
+    QTest::qWait(800);
+    EXPECT_EQ(announced.size(), 1);
 }
