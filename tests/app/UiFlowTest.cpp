@@ -17,6 +17,9 @@
 #include "Module/Profile/UserProfileViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
+#include "Module/Setting/DataProtection/DataProtectionController.h"
+#include "Module/Setting/Delete/DeleteAccViewController.h"
+#include "Module/Setting/SetingViewController.h"
 #include "Module/Tabs/TabsController.h"
 #include "Platform/OneSignal.h"
 #include "Platform/UI/AppWindowEngine.h"
@@ -361,6 +364,33 @@ TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
     for (const char *code : {"en", "de"}) {
         setLanguage(code);
         screenshot(QStringLiteral("favourites_%1").arg(code));
+    }
+
+    // The settings, the privacy choices and the account deletion, as they look.
+    ASSERT_TRUE(click("tab5"));
+    ASSERT_TRUE(showingInSection<SetingViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("settings_%1").arg(code));
+    }
+    ASSERT_TRUE(click("SettingCellid_0"));
+    ASSERT_TRUE(showingInSection<DataProtectionController>());
+    ASSERT_TRUE(click("btnLastFav"));
+    EXPECT_TRUE(waitUntil([&] {
+        return storedValue(appDatabase_->client(), "DataProtection/" + me + "/lastseen_status") ==
+               "Only Favourite";
+    }));
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("data_protection_%1").arg(code));
+    }
+    ASSERT_TRUE(click("backButton"));
+    ASSERT_TRUE(showingInSection<SetingViewController>());
+    ASSERT_TRUE(click("SettingCellid_3"));
+    ASSERT_TRUE(showingInSection<DeleteAccViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("delete_account_%1").arg(code));
     }
 
     // The own profile, with a new picture that reaches the user's mirror.
