@@ -7,9 +7,9 @@
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
 #include "Module/Info/ImfoViewController.h"
-#include "Module/Profile/UserProfileViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
+#include "Module/Profile/UserProfileViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
 #include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
@@ -118,7 +118,8 @@ Storyboard::Catalogue appStoryboards()
          screen<DataProtectionController>("Setting", "DataProtectionView")},
         {id(VCIdentifier::Notification),
          screen<NotificationSettingsController>("Setting", "NotificationSettingsView")},
-        {id(VCIdentifier::DeleteVC), screen<DeleteAccViewController>("Setting", "DeleteAccountView")},
+        {id(VCIdentifier::DeleteVC),
+         screen<DeleteAccViewController>("Setting", "DeleteAccountView")},
         {id(VCIdentifier::AdmobBannerVC),
          placeholder("Information", "campaign", "Advertisements are not shown in this version.")},
     };

@@ -3,9 +3,9 @@
 #include "TestSupport.h"
 
 #include "AppDelegate.h"
-#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Constants.h"
 #include "LoginDefaults.h"
+#include "Module/Chat/ChatVc/ChatViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
