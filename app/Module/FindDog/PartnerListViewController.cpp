@@ -26,11 +26,7 @@ PartnerListViewController::PartnerListViewController(QObject *parent) : ViewCont
     connect(this, &ViewController::retranslate, this, &PartnerListViewController::stateChanged);
 }
 
-PartnerListViewController::~PartnerListViewController()
-{
-    if (favourites_)
-        favourites_->removeObserver(favouritesHandle_);
-}
+PartnerListViewController::~PartnerListViewController() = default;
 
 void PartnerListViewController::viewDidLoad()
 {
@@ -54,15 +50,15 @@ void PartnerListViewController::followFavourites(const QString &me)
     if (me.isEmpty())
         return;
     // Marks made on any screen (or device) reach the rows through the database.
-    favourites_ = Database::database().reference(FirebaseNode::favourite + '/' + me);
-    favouritesHandle_ = favourites_->observe(
-        DataEventType::value, whileAlive(this, [this](const DataSnapshot &marks) {
-            QVariantMap byUser;
-            const QVariantMap stored = marks.value().toMap();
-            for (auto it = stored.begin(); it != stored.end(); ++it)
-                byUser.insert(it.key(), it.value().toMap().value(QStringLiteral("Favourite")));
-            marksChanged(byUser);
-        }));
+    favourites_.follow(Database::database().reference(FirebaseNode::favourite + '/' + me),
+                       DataEventType::value, whileAlive(this, [this](const DataSnapshot &marks) {
+                           QVariantMap byUser;
+                           const QVariantMap stored = marks.value().toMap();
+                           for (auto it = stored.begin(); it != stored.end(); ++it)
+                               byUser.insert(it.key(),
+                                             it.value().toMap().value(QStringLiteral("Favourite")));
+                           marksChanged(byUser);
+                       }));
 }
 
 void PartnerListViewController::marksChanged(const QVariantMap &markByUser)

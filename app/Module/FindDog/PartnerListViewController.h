@@ -4,6 +4,7 @@
 #include "Module/FindDog/FindDogDataManager.h"
 #include "Module/FindDog/PartnerListModel.h"
 #include "Platform/Database.h"
+#include "Platform/DatabaseObservation.h"
 #include "Platform/UI/ViewController.h"
 
 #include <QTimer>
@@ -98,6 +99,5 @@ private:
     bool morePages_ = false;
     bool loadedOnce_ = false;
     QTimer answerDeadline_;
-    std::optional<DatabaseReference> favourites_;
-    DatabaseHandle favouritesHandle_ = 0;
+    DatabaseObservation favourites_;
 };

@@ -64,22 +64,33 @@ void ChatViewController::viewDidLoad()
             pictureReference_ = record.value(QStringLiteral("profilePic")).toString();
             if (partnerName_.isEmpty())
                 setPartnerName(record.value(FirebaseNode::name).toString());
-            deactivated_ = record.value(QStringLiteral("activate_status")).toString() ==
-                           QLatin1String("Deactivate");
-            Q_EMIT
-            presenceChanged();
-            if (deactivated_)
-                showAlert(QString(),
-                          languageSelectedStringForKey(QStringLiteral("Account doesn't Exist")));
         }));
-    // The partner's presence as it changes, for as long as this conversation is open.
+    // A partner who deletes the account while the conversation is open is shown so at once.
+    accountState_.follow(database.reference(FirebaseNode::users + '/' + partnerId_ +
+                                            QStringLiteral("/activate_status")),
+                         DataEventType::value, whileAlive(this, [this](const DataSnapshot &state) {
+                             const bool deactivated =
+                                 state.value().toString() == QLatin1String("Deactivate");
+                             if (deactivated == deactivated_)
+                                 return;
+                             deactivated_ = deactivated;
+                             Q_EMIT
+                             presenceChanged();
+                             if (deactivated_)
+                                 showAlert(QString(), deactivatedText());
+                         }));
+    // The partner's presence as it changes, and as their privacy choice changes, for as long
+    // as this conversation is open.
     OnlineNotification &presence = OnlineNotification::shared();
     connect(&presence, &OnlineNotification::onlineStatusChanged, this, [this](bool online) {
         online_ = online;
         readPresence();
     });
     presence.fecthOnlineStatus(partnerId_);
-    readPresence();
+    privacy_.follow(database.reference(FirebaseNode::dataProtection + '/' + partnerId_),
+                    DataEventType::value,
+                    whileAlive(this, [this](const DataSnapshot &) { readPresence(); }),
+                    whileAlive(this, [this](const QString &) { readPresence(); }));
 }
 
 void ChatViewController::viewDidAppear()

@@ -3,6 +3,7 @@
 #include "Module/Chat/ChatVc/ChatDataManager.h"
 #include "Module/Chat/ChatVc/MessageListModel.h"
 #include "Module/FindDog/PartnerListModel.h"
+#include "Platform/DatabaseObservation.h"
 #include "Platform/UI/ViewController.h"
 
 #include <memory>
@@ -85,6 +86,8 @@ private:
     QString lastSeen_;
     QString pictureReference_;
     bool deactivated_ = false;
+    DatabaseObservation accountState_;
+    DatabaseObservation privacy_;
     std::unique_ptr<ChatDataManager> chatManager_;
     MessageListModel messages_;
 };
