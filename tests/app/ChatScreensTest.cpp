@@ -86,7 +86,7 @@ TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartner
     })) << column(*list.chats(), ChatListModel::NameRole).join(", ").toStdString();
     EXPECT_EQ(column(*list.chats(), ChatListModel::UnreadRole), (QStringList{"0", "2"}));
     EXPECT_EQ(column(*list.chats(), ChatListModel::DetailsRole),
-              (QStringList{"34, 1.2", "34, 1.2"}));
+              (QStringList{"34 years, 1.2 km", "34 years, 1.2 km"}));
     // Cleo hides her presence and picture from everybody.
     ASSERT_TRUE(waitUntil([&] {
         return !list.chats()->index(0).data(ChatListModel::OnlineRole).toBool() &&

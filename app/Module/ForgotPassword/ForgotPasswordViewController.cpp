@@ -36,7 +36,7 @@ void ForgotPasswordViewController::forgot()
                 print(QStringLiteral(" forgotPassword Result : ") + message.value_or(QString()));
                 if (!success) {
                     showAlert(languageSelectedStringForKey(QStringLiteral("Forgot Password")),
-                              message.value_or(QString()));
+                              languageSelectedStringForKey(message.value_or(QString())));
                     return;
                 }
                 auto *alert = new Alert(

@@ -88,7 +88,9 @@ void LoginViewController::loginFailed(const QString &message)
     }
     if (message.contains(QStringLiteral("Email does not exist.")))
         loginTime_ = 0;
-    showAlert(languageSelectedStringForKey(QStringLiteral("Login")), message);
+    // The backend's fixed answers have translations; the others are shown as they come.
+    showAlert(languageSelectedStringForKey(QStringLiteral("Login")),
+              languageSelectedStringForKey(message));
 }
 
 void LoginViewController::fireTimer()

@@ -66,7 +66,7 @@ void RegisterViewController::registerAction()
             if (success)
                 UserDefaults::standard().setString(RegisterStatus::inProgress, RegisterStatus::key);
             auto *alert = new Alert(languageSelectedStringForKey(QStringLiteral("Registeration")),
-                                    message.value_or(QString()));
+                                    languageSelectedStringForKey(message.value_or(QString())));
             alert->addAction(languageSelectedStringForKey(QStringLiteral("OK")),
                              Alert::ActionStyle::Cancel, whileAlive(this, [this, success] {
                                  if (success)

@@ -110,7 +110,8 @@ Item {
                             minimumPixelSize: 8
                             font.weight: tabButton.highlighted ? Font.DemiBold : Font.Normal
                             color: tabButton.highlighted ? Theme.highlight : Theme.textSecondary
-                            elide: Text.ElideRight
+                            // Fitted, never cut: a shortened tab name reads as a different word.
+                            elide: Text.ElideNone
                         }
                     }
                 }

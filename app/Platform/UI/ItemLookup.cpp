@@ -36,9 +36,22 @@ QQuickItem *ItemDriver::item(const QString &name, int timeoutMs) const
     return qobject_cast<QQuickItem *>(object(name, timeoutMs));
 }
 
-// A stack takes no touches while a page slides in or out.
+// A popup that is still fading in or out holds its modal shade over the window.
+static bool popupMoving(QQuickWindow *window)
+{
+    const QList<QObject *> objects = window->contentItem()->findChildren<QObject *>();
+    return std::any_of(objects.begin(), objects.end(), [](const QObject *object) {
+        return object->inherits("QQuickPopup") && object->property("visible").toBool() &&
+               !object->property("opened").toBool();
+    });
+}
+
+// A stack takes no touches while a page slides in or out, nor the window while a popup moves.
 bool ItemDriver::settled(QQuickItem *target)
 {
+    if (QQuickWindow *window = target->window();
+        window && !QTest::qWaitFor([window] { return !popupMoving(window); }, 5000))
+        return false;
     for (QQuickItem *parent = target->parentItem(); parent; parent = parent->parentItem())
         if (parent->inherits("QQuickStackView") &&
             !QTest::qWaitFor([parent] { return !parent->property("busy").toBool(); }, 5000))

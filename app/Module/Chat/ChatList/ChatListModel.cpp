@@ -4,6 +4,7 @@
 #include "Common/Extensions/VGExtensions.h"
 #include "Common/Models/DateMethods.h"
 #include "Common/Network/API.h"
+#include "Module/FindDog/PartnerTexts.h"
 
 #include <QStringList>
 
@@ -58,12 +59,13 @@ QVariant ChatListModel::data(const QModelIndex &index, int role) const
                    ? API::pictureAddress(row.partner->pictureReference)
                    : QString();
     case OnlineRole:
-        return row.visibility && row.visibility->presenceVisible && row.visibility->online;
+        return !(row.partner && row.partner->deactivated) && row.visibility &&
+               row.visibility->presenceVisible && row.visibility->online;
     case DetailsRole: {
         QStringList parts;
-        for (const QString &part : {entry.age, entry.distance})
-            if (!part.trimmed().isEmpty())
-                parts << part.trimmed();
+        for (const QString &part : {ageText(entry.age), distanceText(entry.distance)})
+            if (!part.isEmpty())
+                parts << part;
         return parts.join(QStringLiteral(", "));
     }
     case DeactivatedRole:

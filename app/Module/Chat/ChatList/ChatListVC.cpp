@@ -61,14 +61,9 @@ void ChatListVC::viewDidLoad()
 
 void ChatListVC::viewWillAppear()
 {
-    // Presence and privacy may have changed while the list was out of sight.
-    const QString me = LoginDefaults().userId().value_or(QString());
-    for (int row = 0; row < chats_.count(); ++row) {
-        const QString id = chats_.entry(row)->userId;
-        readPartnerVisibility(id, me, whileAlive(this, [this, id](const PartnerVisibility &seen) {
-                                  chats_.setVisibility(id, seen);
-                              }));
-    }
+    // Presence, privacy and deleted accounts may have changed while the list was out of sight.
+    for (int row = 0; row < chats_.count(); ++row)
+        readPartner(chats_.entry(row)->userId);
 }
 
 void ChatListVC::setLoaded()

@@ -44,7 +44,7 @@ public:
     QString headerDetails() const;
     // "Online", "Last Seen: …", or nothing under "Nobody".
     QString presenceText() const;
-    bool partnerOnline() const { return visibility_.presenceVisible && online_; }
+    bool partnerOnline() const { return !deactivated_ && visibility_.presenceVisible && online_; }
     QString pictureUrl() const;
     bool partnerDeactivated() const { return deactivated_; }
     QString deactivatedText() const;
