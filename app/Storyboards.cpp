@@ -7,6 +7,7 @@
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/ForgotPassword/ForgotPasswordViewController.h"
 #include "Module/Info/ImfoViewController.h"
+#include "Module/Info/ShareViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
 #include "Module/Profile/UserProfileViewController.h"
@@ -120,6 +121,8 @@ Storyboard::Catalogue appStoryboards()
          screen<NotificationSettingsController>("Setting", "NotificationSettingsView")},
         {id(VCIdentifier::DeleteVC),
          screen<DeleteAccViewController>("Setting", "DeleteAccountView")},
+        {ShareViewController::storyboardIdentifier,
+         screen<ShareViewController>("Info", "ShareView")},
         {id(VCIdentifier::AdmobBannerVC),
          placeholder("Information", "campaign", "Advertisements are not shown in this version.")},
     };

@@ -12,13 +12,17 @@
 #include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
+#include "Module/Info/ImfoViewController.h"
+#include "Module/Info/ShareViewController.h"
 #include "Module/Login/LoginViewController.h"
 #include "Module/Main/MainViewController.h"
 #include "Module/Profile/UserProfileViewController.h"
 #include "Module/Register/ProfileRegister/RegisterProfileViewController.h"
 #include "Module/Register/RegisterViewController.h"
+#include "Module/Setting/ChangePassword/ChangePasswordViewController.h"
 #include "Module/Setting/DataProtection/DataProtectionController.h"
 #include "Module/Setting/Delete/DeleteAccViewController.h"
+#include "Module/Setting/Notification/NotificationSettingsController.h"
 #include "Module/Setting/SetingViewController.h"
 #include "Module/Tabs/TabsController.h"
 #include "Platform/OneSignal.h"
@@ -29,7 +33,9 @@
 #include "Platform/UserDefaults.h"
 #include "Storyboards.h"
 
+#include <QClipboard>
 #include <QDir>
+#include <QGuiApplication>
 #include <QImage>
 #include <QProcess>
 #include <QQmlApplicationEngine>
@@ -86,8 +92,6 @@ protected:
         if (!click(QStringLiteral("alertAction0")))
             return QStringLiteral("<no alert>");
         waitUntil([this] { return delegate_->window()->alert() == nullptr; });
-        // The dialog's dimmed backdrop takes touches until it has faded out.
-        QTest::qWait(400);
         return text;
     }
     void screenshot(const QString &name)
@@ -392,6 +396,33 @@ TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
         setLanguage(code);
         screenshot(QStringLiteral("delete_account_%1").arg(code));
     }
+    ASSERT_TRUE(click("backButton"));
+    ASSERT_TRUE(click("SettingCellid_1"));
+    ASSERT_TRUE(showingInSection<NotificationSettingsController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("notification_settings_%1").arg(code));
+    }
+
+    // The information screen, and the invitation it shares through the clipboard.
+    ASSERT_TRUE(click("tab3"));
+    ASSERT_TRUE(showingInSection<ImfoViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("info_%1").arg(code));
+    }
+    ASSERT_TRUE(click("shareScreenButton"));
+    ASSERT_TRUE(showingInSection<ShareViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("share_%1").arg(code));
+    }
+    ASSERT_TRUE(click("copyLinkButton"));
+    const QString copied = QGuiApplication::clipboard()->text();
+    EXPECT_TRUE(copied.startsWith("Komm zu Tailwise") && copied.contains(iOSAppLink) &&
+                copied.contains(androidAppLink))
+        << copied.toStdString();
+    EXPECT_EQ(answerAlert(), copied);
 
     // The own profile, with a new picture that reaches the user's mirror.
     ASSERT_TRUE(click("tab4"));
@@ -404,6 +435,14 @@ TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
         setLanguage(code);
         screenshot(QStringLiteral("own_profile_%1").arg(code));
     }
+    ASSERT_TRUE(click("changePasswordButton"));
+    ASSERT_TRUE(showingInSection<ChangePasswordViewController>());
+    for (const char *code : {"en", "de"}) {
+        setLanguage(code);
+        screenshot(QStringLiteral("change_password_%1").arg(code));
+    }
+    ASSERT_TRUE(click("backButton"));
+    ASSERT_TRUE(showingInSection<UserProfileViewController>());
     ASSERT_TRUE(click("editProfileButton"));
     QTemporaryDir pictures;
     QImage picture(400, 400, QImage::Format_RGB32);

@@ -2,7 +2,10 @@
 
 #include "Common/Network/Link.h"
 #include "Deployment.h"
-#include "Module/Common/Share.h"
+#include "Module/Info/ShareViewController.h"
+#include "NavigationHelper.h"
+#include "Platform/UI/NavigationController.h"
+#include "Platform/UI/Storyboard.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -59,5 +62,8 @@ void ImfoViewController::openPrivacy()
 
 void ImfoViewController::share()
 {
-    shareAppLink(*this);
+    if (NavigationController *stack = navigationController())
+        stack->pushViewController(
+            Storyboard(rawValue(StoryboardName::tabBar))
+                .instantiateViewController(ShareViewController::storyboardIdentifier));
 }

@@ -56,7 +56,7 @@ Item {
                 onClicked: view.controller.openHelp()
             }
             PrimaryButton {
-                objectName: "shareButton"
+                objectName: "shareScreenButton"
                 outlined: true
                 iconName: "share"
                 Localizable.xibLocKey: "Share Tailwise"
