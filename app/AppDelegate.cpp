@@ -13,6 +13,7 @@
 #include "NotificationAlert/OneSignalLaunch.h"
 #include "Platform/Database.h"
 #include "Platform/Print.h"
+#include "Platform/ServerValue.h"
 #include "Platform/ServiceKitLog.h"
 #include "Platform/ServiceKits.h"
 #include "Platform/UI/DispatchQueue.h"
@@ -132,6 +133,9 @@ void AppDelegate::goOffline()
     const DatabaseReference node = database_.reference().child(FirebaseNode::users).child(*userId);
     node.child(QStringLiteral("status")).setValue(offline);
     node.setValue(QVariantMap{{QStringLiteral(".sv"), QStringLiteral("time_stamp")}});
+    // The database refuses the write above ("time_stamp" is no server value it knows), so
+    // partners would see the sign-in time as last seen; this one gives them the time of leaving.
+    node.child(QStringLiteral("time_stamp")).setValue(ServerValue::timestamp());
     dataManageProfile.updateOnlineOfflineStatus(
         *userId, offline, [](bool, const QString &) { DispatchQueue::main().async([] {}); });
 }

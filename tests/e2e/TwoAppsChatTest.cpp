@@ -5,6 +5,8 @@
 // tree.
 #include "TwoApps.h"
 
+#include <QDateTime>
+
 namespace {
 
 TEST_F(TwoApps, AMessageReachesThePartnerWithBadgePushPresenceAndReply)
@@ -49,8 +51,10 @@ TEST_F(TwoApps, AMessageReachesThePartnerWithBadgePushPresenceAndReply)
     EXPECT_TRUE(b.waitFor("chatRow_" + anna, "lastMessage", "Wuff, bis gleich"));
     EXPECT_TRUE(b.screenshot(png("two_apps_b_chat_list_read")));
 
-    // Ben quits: Anna's header turns to when he was last seen.
+    // Ben quits: Anna's header turns to when he was last seen, which is now.
+    const qint64 beforeQuit = QDateTime::currentMSecsSinceEpoch();
     ASSERT_TRUE(b.quit()) << b.log().toStdString();
+    EXPECT_GE(stored("Users/" + ben + "/time_stamp").toLongLong(), beforeQuit);
     EXPECT_TRUE(a.waitForText("chatPresence", "text", [](const QString &text) {
         return text.startsWith("Last Seen: ");
     })) << a.property("chatPresence", "text").toString().toStdString();
