@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -119,6 +120,22 @@ std::optional<int> ServerProcess::wait(std::chrono::milliseconds timeout)
         std::this_thread::sleep_for(10ms);
     } while (Clock::now() < deadline);
     return std::nullopt;
+}
+
+std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
+                                          const std::vector<std::string> &extra)
+{
+    std::vector<std::string> args = {
+        TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0", "--push-port", "0",
+        "--data-dir",           dataDir.string()};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return args;
+}
+
+std::string fileText(const std::filesystem::path &path)
+{
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 } // namespace tailwise::test

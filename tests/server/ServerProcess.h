@@ -43,4 +43,11 @@ private:
     int stdout_ = -1;
 };
 
+// tailwise-server on ephemeral ports over `dataDir`, followed by `extra`.
+std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
+                                          const std::vector<std::string> &extra = {});
+
+// The whole text of a file, "" when there is none.
+std::string fileText(const std::filesystem::path &path);
+
 } // namespace tailwise::test
