@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <regex>
 #include <stdexcept>
 #include <thread>
@@ -130,12 +129,6 @@ std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
         "--data-dir",           dataDir.string()};
     args.insert(args.end(), extra.begin(), extra.end());
     return args;
-}
-
-std::string fileText(const std::filesystem::path &path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 } // namespace tailwise::test

@@ -47,7 +47,4 @@ private:
 std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
                                           const std::vector<std::string> &extra = {});
 
-// The whole text of a file, "" when there is none.
-std::string fileText(const std::filesystem::path &path);
-
 } // namespace tailwise::test
