@@ -165,7 +165,6 @@ void RecordingServer::serve(QTcpSocket *socket)
         const qsizetype length = request.headers.value("content-length", "0").toLongLong();
         if (buffer->size() < headerEnd + 4 + length)
             return;
-        request.raw = buffer->left(headerEnd + 4 + length);
         request.body = buffer->mid(headerEnd + 4, length);
         buffer->clear();
         requests_.append(request);

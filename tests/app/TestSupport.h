@@ -15,7 +15,6 @@
 #include <QVariantMap>
 
 #include "Common/Extensions/DateExtension.h"
-#include "Common/Network/RealtimeReads.h"
 #include "Module/Login/AccountCompletions.h"
 #include "Module/Login/SessionHooks.h"
 #include "Platform/Database.h"
@@ -80,8 +79,6 @@ private:
     Value previous_;
 };
 
-using ScopedSessionHooks = ScopedStandard<&SessionHooks::setStandard>;
-using ScopedRealtimeReads = ScopedStandard<&RealtimeReads::setStandard>;
 using ScopedDatabase = ScopedStandard<&Database::setDatabase>;
 // An empty function stands for the system clock.
 using ScopedCurrentDate = ScopedStandard<&setCurrentDateProvider>;
@@ -134,7 +131,6 @@ QVariant storedValue(Database &client, const QString &path);
 
 struct RecordedRequest
 {
-    QByteArray raw;
     QByteArray method;
     QByteArray target;
     QMap<QByteArray, QByteArray> headers; // names in lower case
