@@ -2,7 +2,6 @@
 
 #include "Module/Chat/ChatList/ChatListVC.h"
 #include "Module/Chat/ChatVc/ChatViewController.h"
-#include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
 
@@ -27,15 +26,7 @@ QVariantMap entry(const QString &partner, qint64 timeStamp, const QString &text,
 
 } // namespace
 
-class ChatScreens : public LiveBackend
-{
-protected:
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
-    }
-};
+using ChatScreens = EnglishLiveBackend;
 
 TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartnersHide)
 {

@@ -5,7 +5,6 @@
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/Profile/ProfilleDataManager.h"
 #include "Platform/UI/Alert.h"
-#include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
 
@@ -68,15 +67,9 @@ TEST(PartnerListModelRows, MergeByInsertRemoveMoveAndChangeNeverByAReset)
     EXPECT_EQ(resets, 0);
 }
 
-class PartnerScreens : public LiveBackend
+class PartnerScreens : public EnglishLiveBackend
 {
 protected:
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
-    }
-
     // Signed up with a picture, which leaves them signed in.
     Person person(const QString &name, const QString &gender, double latitude, double longitude)
     {

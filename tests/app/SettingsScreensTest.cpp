@@ -20,15 +20,9 @@
 
 #include <gtest/gtest.h>
 
-class SettingsScreens : public LiveBackend
+class SettingsScreens : public EnglishLiveBackend
 {
 protected:
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
-    }
-
     // Ada, signed in with a finished profile, online on a device that takes pushes.
     QString signedInAda()
     {

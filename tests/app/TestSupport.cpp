@@ -388,6 +388,12 @@ QString LiveBackend::signUp(const QString &name, const QString &gender, double l
     return userId;
 }
 
+void EnglishLiveBackend::SetUp()
+{
+    LiveBackend::SetUp();
+    UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+}
+
 Person LiveBackend::signUpPerson(const QString &name, const QString &gender, double latitude,
                                  double longitude)
 {

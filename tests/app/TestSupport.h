@@ -307,6 +307,13 @@ protected:
     std::unique_ptr<AppDatabase> appDatabase_;
 };
 
+// The same with the app in English, for tests that read what the screens say.
+class EnglishLiveBackend : public LiveBackend
+{
+protected:
+    void SetUp() override;
+};
+
 // The application is active for the scope, and not active again afterwards: the tests stand
 // in for the platform's report, so that no window a test opens changes it.
 class ActiveApplication
