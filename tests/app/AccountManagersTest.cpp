@@ -250,11 +250,10 @@ protected:
         EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000)) << email.toStdString();
         return *result;
     }
-    template <typename Operation>
-    MessageResult deletion(Operation operation)
+    AccountResult registration(const QVariantMap &form)
     {
-        const auto result = std::make_shared<MessageResult>();
-        operation(into(result));
+        const auto result = std::make_shared<AccountResult>();
+        RegisterationDataManager(hooks_).register_(form, std::nullopt, into(result));
         EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
         return *result;
     }
@@ -284,12 +283,11 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     LoginDefaults().setSwitchState(QStringLiteral("on"));
     const QVariantMap screenState{{"languageCode", "de"}, {"switchState", "on"}};
 
-    const auto registration = std::make_shared<AccountResult>();
-    RegisterationDataManager(hooks_).register_(
-        {{"email", email}, {"password", "first-pw"}, {"register_type", "manual"}, {"Name", "Anna"}},
-        std::nullopt, into(registration));
-    ASSERT_TRUE(waitUntil([&] { return registration->calls > 0; }, 10000));
-    EXPECT_EQ(*registration, (AccountResult{1, true, "Registered successfully.", 1}));
+    EXPECT_EQ(registration({{"email", email},
+                            {"password", "first-pw"},
+                            {"register_type", "manual"},
+                            {"Name", "Anna"}}),
+              (AccountResult{1, true, "Registered successfully.", 1}));
     const QString userId = LoginDefaults().userId().value_or(QString());
     const QString firstToken = LoginDefaults().userToken().value_or(QString());
     ASSERT_FALSE(userId.isEmpty());
@@ -310,11 +308,11 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     ASSERT_EQ(hooks_.mirrored.size(), 1);
     EXPECT_EQ(hooks_.mirrored[0].value("email"), email);
 
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   ChangePasswordManager().changePassword(userId, "wrong-pw", "second-pw", done);
               }),
               (MessageResult{1, false, "Old password is not correct."}));
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   ChangePasswordManager().changePassword(userId, "first-pw", "second-pw", done);
               }),
               (MessageResult{1, true, "Password changed successfully."}));
@@ -325,7 +323,7 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     EXPECT_EQ(login(email, "second-pw"), (AccountResult{1, true, std::nullopt, 1}));
     expected["userToken"] = LoginDefaults().userToken().value_or(QString());
 
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
               }),
               (MessageResult{1, true, "Logged out successfully."}));
@@ -335,13 +333,13 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
     expected.remove("userToken");
     EXPECT_EQ(storedSettings(), expected);
     // Without a token the backend refuses to act for the account.
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
               }),
               (MessageResult{1, false, "Sign-in required."}));
 
     EXPECT_EQ(login(email, "second-pw"), (AccountResult{1, true, std::nullopt, 1}));
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   DeleteDataManager(hooks_).deleteUserAccopunt(userId, "Other", "bye", done);
               }),
               (MessageResult{1, true, "Your account has been deactivated."}));
@@ -356,11 +354,7 @@ TEST_F(AccountLifeCycle, SignUpSignInChangePasswordLogOutAndDeactivate)
 
 TEST_F(AccountLifeCycle, ForgottenPasswordMailsOneThatSignsIn)
 {
-    const auto registration = std::make_shared<AccountResult>();
-    RegisterationDataManager(hooks_).register_(
-        {{"email", "ben@example.com"}, {"password", "ben-pw-1"}}, std::nullopt, into(registration));
-    ASSERT_TRUE(waitUntil([&] { return registration->calls > 0; }, 10000));
-    ASSERT_TRUE(registration->success) << *registration;
+    ASSERT_TRUE(registration({{"email", "ben@example.com"}, {"password", "ben-pw-1"}}).success);
     LoginDefaults().logOut();
 
     EXPECT_EQ(login("nobody@example.com", "x"),
@@ -386,16 +380,13 @@ TEST_F(AccountLifeCycle, AnEndedSessionIsClearedAndAnnouncedOnce)
     QObject context;
     QObject::connect(&SessionEvents::shared(), &SessionEvents::sessionExpired, &context,
                      [&] { ++announced; });
-    const auto registration = std::make_shared<AccountResult>();
-    RegisterationDataManager(hooks_).register_(
-        {{"email", "cy@example.com"}, {"password", "cy-pw-1"}}, std::nullopt, into(registration));
-    ASSERT_TRUE(waitUntil([&] { return registration->calls > 0; }, 10000));
+    registration({{"email", "cy@example.com"}, {"password", "cy-pw-1"}});
     const QString userId = LoginDefaults().userId().value_or(QString());
     ASSERT_FALSE(userId.isEmpty());
 
     // The backend ends the session (here by logging it out behind the screen's back); the
     // next requests carrying it are answered 401 as before, and the app forgets it once.
-    EXPECT_TRUE(deletion([&](DeletionCompletion done) {
+    EXPECT_TRUE(completed([&](ResultCompletion done) {
                     DeleteDataManager(hooks_).logoutUserAccopunt(userId, done);
                 }).success);
     EXPECT_EQ(announced, 0);
@@ -412,7 +403,7 @@ TEST_F(AccountLifeCycle, AnEndedSessionIsClearedAndAnnouncedOnce)
 
     // Without a stored session a 401 ends nothing; a newer session is not cleared by an old
     // token's refusal.
-    EXPECT_EQ(deletion([&](DeletionCompletion done) {
+    EXPECT_EQ(completed([&](ResultCompletion done) {
                   ChangePasswordManager().changePassword(userId, "a", "b", done);
               }),
               (MessageResult{1, false, "Sign-in required."}));

@@ -42,10 +42,10 @@ protected:
             });
         };
         anna = signUp("Anna", "female", 52.52, 13.405);
-        annaDb = client("anna", LoginDefaults().userToken());
+        annaDb = clientFor("anna", LoginDefaults().userToken());
         ASSERT_TRUE(seeded(*annaDb, anna));
         ben = signUp("Ben", "male", 52.39, 13.06);
-        benDb = client("ben", LoginDefaults().userToken());
+        benDb = clientFor("ben", LoginDefaults().userToken());
         ASSERT_TRUE(seeded(*benDb, ben));
         conv = conversationId(anna, ben);
 
@@ -62,13 +62,6 @@ protected:
         kit_.reset();
         relayVariable_.reset();
         LiveBackend::TearDown();
-    }
-
-    static std::unique_ptr<Database> client(const QString &name, std::optional<QString> token)
-    {
-        auto database = std::make_unique<Database>(name);
-        database->setTokenProvider([token] { return token; });
-        return database;
     }
 
     // Follows a location through `reader` and waits until `holds` is true of its value.
@@ -104,14 +97,7 @@ protected:
             [&] { return annaDb->pendingWriteCount() == 0 && benDb->pendingWriteCount() == 0; },
             10000);
     }
-    QList<RecordedRequest> pushes() const
-    {
-        QList<RecordedRequest> posted;
-        for (const RecordedRequest &request : relay_.requests())
-            if (request.target == "/api/v1/notifications")
-                posted << request;
-        return posted;
-    }
+    QList<RecordedRequest> pushes() const { return relay_.requestsTo("/api/v1/notifications"); }
 
     QString anna;
     QString ben;

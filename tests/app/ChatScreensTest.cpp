@@ -1,9 +1,7 @@
 // The chat list's rules, headless, against a real server with the database rules on.
 
-#include "LoginDefaults.h"
 #include "Module/Chat/ChatList/ChatListVC.h"
 #include "Module/Chat/ChatVc/ChatViewController.h"
-#include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
 
@@ -12,14 +10,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-QStringList column(const QAbstractItemModel &model, int role)
-{
-    QStringList values;
-    for (int row = 0; row < model.rowCount(); ++row)
-        values << model.index(row, 0).data(role).toString();
-    return values;
-}
 
 QVariantMap entry(const QString &partner, qint64 timeStamp, const QString &text, int unread)
 {
@@ -36,32 +26,13 @@ QVariantMap entry(const QString &partner, qint64 timeStamp, const QString &text,
 
 } // namespace
 
-class ChatScreens : public LiveBackend
-{
-protected:
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
-    }
-
-    struct Person
-    {
-        QString id;
-        QString token;
-    };
-    Person person(const QString &name)
-    {
-        const QString id = signUp(name, QStringLiteral("female"), 52.52, 13.405);
-        return {id, LoginDefaults().userToken().value_or(QString())};
-    }
-};
+using ChatScreens = EnglishLiveBackend;
 
 TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartnersHide)
 {
-    const Person bea = person("Bea");
-    const Person cleo = person("Cleo");
-    const Person ada = person("Ada"); // signed in from here on
+    const Person bea = signUpPerson("Bea");
+    const Person cleo = signUpPerson("Cleo");
+    const Person ada = signUpPerson("Ada"); // signed in from here on
     writeAs(bea.token, "Users/" + bea.id, QVariantMap{{"id", bea.id}, {"name", "Bea"}});
     writeAs(cleo.token, "Users/" + cleo.id,
             QVariantMap{{"id", cleo.id}, {"name", "Cleo"}, {"status", "Online"}});
@@ -119,8 +90,8 @@ TEST_F(ChatScreens, TheListIsNewestFirstMovesOneRowPerMessageAndMarksWhatPartner
 
 TEST_F(ChatScreens, AConversationSendsAndShowsPresenceAsThePartnerAllows)
 {
-    const Person bea = person("Bea");
-    const Person ada = person("Ada"); // signed in from here on
+    const Person bea = signUpPerson("Bea");
+    const Person ada = signUpPerson("Ada"); // signed in from here on
     ASSERT_TRUE(waitUntil(
         [&] { return storedValue(appDatabase_->client(), "Notifications/" + ada.id).isValid(); },
         10000));

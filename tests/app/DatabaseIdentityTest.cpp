@@ -1,6 +1,5 @@
 // The database client speaks for the signed-in session, and only for it.
 
-#include "LoginDefaults.h"
 #include "Module/Setting/Delete/DeleteDataManager.h"
 #include "Platform/Database.h"
 
@@ -27,12 +26,6 @@ QStringList ownerRulesArguments()
     EXPECT_TRUE(out.open(QIODevice::WriteOnly) && out.write(ownerRules) > 0);
     return {QStringLiteral("--database-rules"), file};
 }
-
-struct Account
-{
-    QString id;
-    QString token;
-};
 
 // What an observer heard: values, then perhaps why it was cancelled.
 struct Listening
@@ -67,57 +60,47 @@ class DatabaseIdentity : public LiveBackend
 {
 protected:
     DatabaseIdentity() : LiveBackend(ownerRulesArguments()) {}
-
-    Account signUpAccount(const QString &name)
-    {
-        const QString id = signUp(name, QStringLiteral("female"), 52.52, 13.40);
-        return {id, LoginDefaults().userToken().value_or(QString())};
-    }
 };
 
 TEST_F(DatabaseIdentity, RequestsSpeakForTheirSessionAndRefusalsCancelOrRollBack)
 {
-    const Account ada = signUpAccount(QStringLiteral("Ada"));
-    const Account bea = signUpAccount(QStringLiteral("Bea"));
-    Database asAda(QStringLiteral("ada"));
-    asAda.setTokenProvider([&] { return ada.token; });
-    Database asBea(QStringLiteral("bea"));
-    asBea.setTokenProvider([&] { return bea.token; });
-    Database anonymous(QStringLiteral("anonymous"));
-    anonymous.setTokenProvider([] { return std::nullopt; });
+    const Person ada = signUpPerson(QStringLiteral("Ada"));
+    const Person bea = signUpPerson(QStringLiteral("Bea"));
+    const auto asAda = clientFor(QStringLiteral("ada"), ada.token);
+    const auto asBea = clientFor(QStringLiteral("bea"), bea.token);
+    const auto anonymous = clientFor(QStringLiteral("anonymous"), std::nullopt);
 
     const QString adaStatus = QStringLiteral("Users/%1/status").arg(ada.id);
-    EXPECT_EQ(written(asAda.reference(adaStatus), QStringLiteral("Online")), "stored");
-    EXPECT_TRUE(written(asBea.reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
+    EXPECT_EQ(written(asAda->reference(adaStatus), QStringLiteral("Online")), "stored");
+    EXPECT_TRUE(written(asBea->reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
     EXPECT_TRUE(
-        written(anonymous.reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
-    EXPECT_EQ(storedValue(asBea, adaStatus), QVariant(QStringLiteral("Online")));
-    EXPECT_TRUE(storedValue(anonymous, adaStatus).toString().startsWith("<error> 401"));
+        written(anonymous->reference(adaStatus), QStringLiteral("Offline"))->startsWith("401"));
+    EXPECT_EQ(storedValue(*asBea, adaStatus), QVariant(QStringLiteral("Online")));
+    EXPECT_TRUE(storedValue(*anonymous, adaStatus).toString().startsWith("<error> 401"));
 
     // Bea may not listen to Ada's list: her observer hears why and is gone; Ada's own stays.
     const QString adaList = QStringLiteral("RecentChatUserList/%1").arg(ada.id);
     Listening beaListens, adaListens;
-    asBea.reference(adaList).observe(DataEventType::value, beaListens.onValue(),
-                                     beaListens.onCancel());
-    asAda.reference(adaList).observe(DataEventType::value, adaListens.onValue(),
-                                     adaListens.onCancel());
+    asBea->reference(adaList).observe(DataEventType::value, beaListens.onValue(),
+                                      beaListens.onCancel());
+    asAda->reference(adaList).observe(DataEventType::value, adaListens.onValue(),
+                                      adaListens.onCancel());
     ASSERT_TRUE(waitUntil([&] { return beaListens.cancelled && adaListens.values == 1; }, 10000));
     EXPECT_EQ(beaListens.cancelled, "Permission denied");
     EXPECT_EQ(beaListens.values, 0);
-    EXPECT_EQ(asBea.openStreamCount(), 0);
-    EXPECT_EQ(asAda.openStreamCount(), 1);
+    EXPECT_EQ(asBea->openStreamCount(), 0);
+    EXPECT_EQ(asAda->openStreamCount(), 1);
     EXPECT_FALSE(adaListens.cancelled);
 }
 
 TEST_F(DatabaseIdentity, QueuedWritesKeepTheirTokenAndStreamsFollowTheSession)
 {
-    const Account bea = signUpAccount(QStringLiteral("Bea"));
-    const Account ada = signUpAccount(QStringLiteral("Ada")); // the stored session is Ada's
+    const Person bea = signUpPerson(QStringLiteral("Bea"));
+    const Person ada = signUpPerson(QStringLiteral("Ada")); // the stored session is Ada's
     QString current = ada.token;
     Database client(QStringLiteral("client"));
     client.setTokenProvider([&] { return current; });
-    Database reader(QStringLiteral("reader"));
-    reader.setTokenProvider([&] { return bea.token; });
+    const auto reader = clientFor(QStringLiteral("reader"), bea.token);
 
     const QString adaList = QStringLiteral("RecentChatUserList/%1").arg(ada.id);
     Listening listening;
@@ -135,7 +118,7 @@ TEST_F(DatabaseIdentity, QueuedWritesKeepTheirTokenAndStreamsFollowTheSession)
     ASSERT_TRUE(server_.restart());
     ASSERT_TRUE(
         waitUntil([&] { return client.pendingWriteCount() == 0 && listening.cancelled; }, 15000));
-    EXPECT_EQ(storedValue(reader, adaStatus), QVariant(QStringLiteral("Offline")));
+    EXPECT_EQ(storedValue(*reader, adaStatus), QVariant(QStringLiteral("Offline")));
     EXPECT_EQ(listening.cancelled, "Permission denied");
 
     // Signing out through the backend ends Ada's session, and with it her streams.

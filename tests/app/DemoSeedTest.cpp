@@ -8,8 +8,6 @@
 #include <QDir>
 #include <QImage>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QProcess>
 
 namespace {
@@ -42,18 +40,6 @@ SeedRun seed(const QString &backend, const QString &database)
     return run;
 }
 
-QByteArray download(const QUrl &url)
-{
-    QNetworkAccessManager network;
-    QNetworkRequest request(url);
-    request.setTransferTimeout(10000);
-    QNetworkReply *reply = network.get(request);
-    waitUntil([&] { return reply->isFinished(); }, 10000);
-    const QByteArray body = reply->error() == QNetworkReply::NoError ? reply->readAll() : "";
-    delete reply;
-    return body;
-}
-
 SeedRun seed(const TailwiseServer &server)
 {
     return seed(QString::fromLatin1(server.backendUrl()),
@@ -83,10 +69,9 @@ protected:
     QList<Row> neighbours(const QString &me)
     {
         FindDogDataManager finder;
-        const auto result = std::make_shared<MessageResult>();
-        finder.fetchallUsers(me, QString(), into(result));
-        EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
-        EXPECT_TRUE(result->success) << result->message.toStdString();
+        const MessageResult result =
+            completed([&](ResultCompletion done) { finder.fetchallUsers(me, QString(), done); });
+        EXPECT_TRUE(result.success) << result.message.toStdString();
         QList<Row> rows;
         for (const User &user : finder.userData()) {
             EXPECT_FALSE(user.Name.isEmpty() || user.dogsName.isEmpty() || user.about.isEmpty() ||

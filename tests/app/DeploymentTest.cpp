@@ -4,32 +4,26 @@
 
 namespace {
 
-TEST(Deployment, PointsAtTheLocalStackUnlessConfigured)
+TEST(Deployment, ServiceAddressesComeFromTheEnvironmentOrPointAtTheLocalStack)
 {
-    const ScopedEnvironment backend("TAILWISE_BACKEND", "");
-    const ScopedEnvironment database("TAILWISE_DATABASE", "");
-    const ScopedEnvironment push("TAILWISE_PUSH", "");
-    EXPECT_EQ(Deployment::backendUrl(), QUrl("http://127.0.0.1:8080"));
-    EXPECT_EQ(Deployment::databaseUrl(), QUrl("http://127.0.0.1:9000"));
-    EXPECT_EQ(Deployment::pushUrl(), QUrl("http://127.0.0.1:8081"));
+    const struct
     {
-        const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "");
-        EXPECT_EQ(Deployment::oneSignalAppId(), "d06f00d0-7a11-4e15-9a5e-000000000001")
-            << "the relay's own default";
-    }
-    const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "0f0e0d0c-0000-4000-8000-000000000002");
-    EXPECT_EQ(Deployment::oneSignalAppId(), "0f0e0d0c-0000-4000-8000-000000000002");
-}
-
-TEST(Deployment, TakesServiceAddressesFromTheEnvironmentAndRefusesNonsense)
-{
-    {
-        const ScopedEnvironment backend("TAILWISE_BACKEND", "http://127.0.0.1:41234");
-        EXPECT_EQ(Deployment::backendUrl(), QUrl("http://127.0.0.1:41234"));
-    }
-    for (const QByteArray bad : {"127.0.0.1:8080", "not a url", "http://"}) {
-        const ScopedEnvironment backend("TAILWISE_BACKEND", bad);
-        EXPECT_EQ(Deployment::backendUrl(), QUrl("http://127.0.0.1:8080")) << bad.constData();
+        const char *variable;
+        QUrl (*url)();
+        const char *fallback;
+    } services[] = {
+        {"TAILWISE_BACKEND", &Deployment::backendUrl, "http://127.0.0.1:8080"},
+        {"TAILWISE_DATABASE", &Deployment::databaseUrl, "http://127.0.0.1:9000"},
+        {"TAILWISE_PUSH", &Deployment::pushUrl, "http://127.0.0.1:8081"},
+    };
+    for (const auto &service : services) {
+        for (const QByteArray unusable : {"", "127.0.0.1:8080", "not a url", "http://"}) {
+            const ScopedEnvironment variable(service.variable, unusable);
+            EXPECT_EQ(service.url(), QUrl(service.fallback))
+                << service.variable << '=' << unusable.constData();
+        }
+        const ScopedEnvironment variable(service.variable, "http://127.0.0.1:41234");
+        EXPECT_EQ(service.url(), QUrl("http://127.0.0.1:41234")) << service.variable;
     }
 }
 
@@ -44,19 +38,22 @@ TEST(Deployment, GivesUpOnRequestsAfterThirtySecondsUnlessToldAPositiveTime)
     EXPECT_EQ(Deployment::requestTimeout(), std::chrono::milliseconds(250));
 }
 
-TEST(Deployment, ServiceIdentifiersDefaultToGooglesTestIdsAndTheStoreLinksToTheApp)
+TEST(Deployment, ServiceIdentifiersAreTrimmedAndTheStoreLinksToTheApp)
 {
-    const ScopedEnvironment appId("TAILWISE_ADMOB_APP_ID", "");
-    const ScopedEnvironment banner("TAILWISE_ADMOB_BANNER_UNIT", "");
     const ScopedEnvironment storeId("TAILWISE_APPSTORE_ID", "1234567890");
     const ScopedEnvironment iosLink("TAILWISE_IOS_APP_LINK", "");
-    EXPECT_EQ(Deployment::adMobAppId(), "ca-app-pub-3940256099942544~1458002511");
-    EXPECT_EQ(Deployment::bannerAdUnitId(), "ca-app-pub-3940256099942544/2934735716");
     EXPECT_EQ(Deployment::iOSAppLink(), "https://apps.apple.com/app/id1234567890");
     {
         const ScopedEnvironment configured("TAILWISE_ADMOB_APP_ID", " ca-app-pub-1~2 ");
         EXPECT_EQ(Deployment::adMobAppId(), "ca-app-pub-1~2");
     }
+    {
+        const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "");
+        EXPECT_EQ(Deployment::oneSignalAppId(), "d06f00d0-7a11-4e15-9a5e-000000000001")
+            << "the relay's own default";
+    }
+    const ScopedEnvironment appId("TAILWISE_PUSH_APP_ID", "0f0e0d0c-0000-4000-8000-000000000002");
+    EXPECT_EQ(Deployment::oneSignalAppId(), "0f0e0d0c-0000-4000-8000-000000000002");
 
     const QString shared = ShareAppLink("Komm zu Tailwise!");
     EXPECT_TRUE(shared.startsWith("Komm zu Tailwise!\n")) << shared.toStdString();

@@ -12,7 +12,6 @@
 #include <QQmlEngine>
 #include <QRegularExpression>
 #include <QSet>
-#include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
 #include <memory>
@@ -215,21 +214,7 @@ TEST(StringTables, HoldEveryKeyTheAppUses)
     }
 }
 
-// --- the language switch and the design-time keys -------------------------------------------
-
-TEST_F(Localisation, TheSwitchMeansGermanWhenOn)
-{
-    QSignalSpy changes(&LanguageChange::shared(), &LanguageChange::languageChanged);
-    storeLanguageForSwitch(false);
-    EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "en");
-    EXPECT_FALSE(languageSwitchIsOn());
-    storeLanguageForSwitch(false);
-    storeLanguageForSwitch(true);
-    EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "de");
-    EXPECT_TRUE(languageSwitchIsOn());
-    // Storing the language already shown announces nothing.
-    EXPECT_EQ(changes.count(), 2);
-}
+// --- the design-time keys ------------------------------------------------------------------
 
 TEST_F(Localisation, DesignTimeKeysTranslateQmlElementsAndFollowTheSwitch)
 {

@@ -13,17 +13,9 @@
 #include "Module/Setting/Delete/DeleteDataManager.h"
 #include "Platform/UserDefaults.h"
 
-#include <QEventLoop>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPainter>
 
 namespace {
-
-std::shared_ptr<MessageResult> newResult()
-{
-    return std::make_shared<MessageResult>();
-}
 
 // A picture with enough structure that a re-encoding or a scaled copy would differ.
 QImage testPicture()
@@ -62,8 +54,8 @@ TEST_F(ProfileAnswers, FetchesStoreTheFirstProfileAndReportEachUnusableAnswer)
         answer(c.answer);
         ProfilleDataManager profile;
         RegisterProfileDataManager registration;
-        const auto fetched = newResult();
-        const auto fetchedForRegistration = newResult();
+        const auto fetched = std::make_shared<MessageResult>();
+        const auto fetchedForRegistration = std::make_shared<MessageResult>();
         profile.fetchProfile(QStringLiteral("7"), into(fetched));
         registration.fetchUserProfile(QStringLiteral("7"), into(fetchedForRegistration));
         ASSERT_TRUE(waitUntil([&] { return fetched->calls && fetchedForRegistration->calls; }))
@@ -86,24 +78,21 @@ TEST_F(ProfileAnswers, AStatusReportReplacesTheProfileOnlyWhenItCarriesOne)
 {
     ProfilleDataManager manager;
     answer(R"({"data": [{"Name": "Before", "user_id": "3"}]})");
-    const auto first = newResult();
-    manager.fetchProfile(QStringLiteral("3"), into(first));
-    ASSERT_TRUE(waitUntil([&] { return first->calls > 0; }));
+    ASSERT_TRUE(completed([&](ResultCompletion done) { manager.fetchProfile("3", done); }).calls);
 
     answer(R"({"status": "1", "data": [{"Name": "Online now", "user_id": "3"}]})");
-    const auto online = newResult();
-    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("Online"), into(online));
-    ASSERT_TRUE(waitUntil([&] { return online->calls > 0; }));
-    EXPECT_TRUE(online->success);
+    EXPECT_TRUE(completed([&](ResultCompletion done) {
+                    manager.updateOnlineOfflineStatus("3", "Online", done);
+                }).success);
     EXPECT_EQ(sentParameters(), (QVariantMap{{"user_id", "3"}, {"status", "Online"}}));
     ASSERT_TRUE(manager.profile());
     EXPECT_EQ(manager.profile()->fullname, "Online now");
 
     answer(R"({"status": "1"})");
-    const auto away = newResult();
-    manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("away"), into(away));
-    ASSERT_TRUE(waitUntil([&] { return away->calls > 0; }));
-    EXPECT_EQ(*away, (MessageResult{1, false, "Request failed!"}));
+    EXPECT_EQ(completed([&](ResultCompletion done) {
+                  manager.updateOnlineOfflineStatus("3", "away", done);
+              }),
+              (MessageResult{1, false, "Request failed!"}));
     EXPECT_EQ(manager.profile()->fullname, "Online now") << "a failed report keeps the profile";
 }
 
@@ -111,18 +100,18 @@ TEST_F(ProfileAnswers, WithoutAnAnswerFetchesAndReportsStaySilentButSavesFail)
 {
     server_.setReply({200, "application/json", "", true});
     ProfilleDataManager manager;
-    const auto fetched = newResult();
+    const auto fetched = std::make_shared<MessageResult>();
     manager.fetchProfile(QStringLiteral("3"), into(fetched));
     EXPECT_TRUE(settle(fetched, false, 0));
-    const auto reported = newResult();
+    const auto reported = std::make_shared<MessageResult>();
     manager.updateOnlineOfflineStatus(QStringLiteral("3"), QStringLiteral("Online"),
                                       into(reported));
     EXPECT_TRUE(settle(reported, false, 1));
 
-    const auto saved = newResult();
-    manager.saveProfile({{"user_id", "3"}}, std::nullopt, into(saved));
-    ASSERT_TRUE(waitUntil([&] { return saved->calls > 0; }));
-    EXPECT_EQ(*saved, (MessageResult{1, false, "Upload failed"}));
+    EXPECT_EQ(completed([&](ResultCompletion done) {
+                  manager.saveProfile({{"user_id", "3"}}, std::nullopt, done);
+              }),
+              (MessageResult{1, false, "Upload failed"}));
 }
 
 TEST_F(ProfileAnswers, SavesJudgeTheStatusAndLeaveOutAPictureThatCannotBeEncoded)
@@ -137,20 +126,19 @@ TEST_F(ProfileAnswers, SavesJudgeTheStatusAndLeaveOutAPictureThatCannotBeEncoded
 
     const QVariantMap form{{"user_id", "3"}, {"Name", "Anna"}};
     answer(R"({"status": "0", "message": "too big"})");
-    const auto refused = newResult();
-    RegisterProfileDataManager().setUserProfile(form, std::nullopt, into(refused));
-    ASSERT_TRUE(waitUntil([&] { return refused->calls > 0; }));
-    EXPECT_EQ(*refused, (MessageResult{1, false, "Upload failed"}));
+    EXPECT_EQ(completed([&](ResultCompletion done) {
+                  RegisterProfileDataManager().setUserProfile(form, std::nullopt, done);
+              }),
+              (MessageResult{1, false, "Upload failed"}));
     const RecordedRequest &registration = server_.requests().last();
     EXPECT_EQ(registration.target, "/app/backend/app/users/userprofile");
     EXPECT_FALSE(registration.body.contains("filename="));
     EXPECT_TRUE(registration.body.contains("name=\"Name\"\r\n\r\nAnna\r\n"));
 
     answer(R"({"status": "1"})");
-    const auto unencodable = newResult();
-    ProfilleDataManager().saveProfile(form, QImage(), into(unencodable));
-    ASSERT_TRUE(waitUntil([&] { return unencodable->calls > 0; }));
-    EXPECT_TRUE(unencodable->success);
+    EXPECT_TRUE(completed([&](ResultCompletion done) {
+                    ProfilleDataManager().saveProfile(form, QImage(), done);
+                }).success);
     EXPECT_FALSE(server_.requests().last().body.contains("filename="));
 }
 
@@ -173,13 +161,12 @@ class PartnerAnswers : public RecordingBackend
 protected:
     MessageResult list(bool favourites, const QString &filter)
     {
-        const auto result = newResult();
-        if (favourites)
-            manager_.getFavUsers(QStringLiteral("42"), filter, into(result));
-        else
-            manager_.fetchallUsers(QStringLiteral("42"), filter, into(result));
-        EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }));
-        return *result;
+        return completed([&](ResultCompletion done) {
+            if (favourites)
+                manager_.getFavUsers(QStringLiteral("42"), filter, done);
+            else
+                manager_.fetchallUsers(QStringLiteral("42"), filter, done);
+        });
     }
     QStringList names() const
     {
@@ -222,10 +209,10 @@ TEST_F(PartnerAnswers, WithoutAnAnswerTheRowsStayAndNobodyIsCalled)
     answer(R"({"data": [{"Name": "Kept"}]})");
     ASSERT_TRUE(list(false, "All").success);
     server_.setReply({200, "application/json", "", true});
-    const auto search = newResult();
+    const auto search = std::make_shared<MessageResult>();
     manager_.fetchallUsers(QStringLiteral("42"), QStringLiteral("All"), into(search));
     EXPECT_TRUE(settle(search, false, 1));
-    const auto mark = newResult();
+    const auto mark = std::make_shared<MessageResult>();
     manager_.createFavUser("42", "7", "1", into(mark));
     EXPECT_TRUE(settle(mark, false, 2));
     EXPECT_EQ(names(), QStringList{"Kept"});
@@ -240,10 +227,10 @@ TEST_F(PartnerAnswers, AFavouriteMarkReportsTheServersText)
     };
     for (const auto &[reply, expected] : cases) {
         answer(reply);
-        const auto result = newResult();
-        manager_.createFavUser("42", "7", "0", into(result));
-        ASSERT_TRUE(waitUntil([&] { return result->calls > 0; }));
-        EXPECT_EQ(*result, expected) << reply;
+        EXPECT_EQ(
+            completed([&](ResultCompletion done) { manager_.createFavUser("42", "7", "0", done); }),
+            expected)
+            << reply;
     }
 
     // Only the accepted mark reaches the realtime database.
@@ -294,13 +281,6 @@ TEST_F(FreshSettings, OnlyTheTextOneReadsAsFavourite)
 class PartnerSearchEndToEnd : public LiveBackend
 {
 protected:
-    MessageResult call(const std::function<void(ResultCompletion)> &operation)
-    {
-        const auto result = newResult();
-        operation(into(result));
-        EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, 10000));
-        return *result;
-    }
     // Asked once the app's writes have reached the database.
     bool isFaveUser(const QString &otherUserId)
     {
@@ -313,7 +293,7 @@ protected:
     // The rows a search or favourites list left, as "name distance favourite", or its failure.
     QStringList list(const QString &userId, const QString &filter, bool favourites = false)
     {
-        const MessageResult result = call([&](ResultCompletion done) {
+        const MessageResult result = completed([&](ResultCompletion done) {
             if (favourites)
                 search_.getFavUsers(userId, filter, done);
             else
@@ -328,22 +308,11 @@ protected:
     }
     bool mark(const QString &userId, const QString &otherUserId, const QString &favourite)
     {
-        return call([&](ResultCompletion done) {
+        return completed([&](ResultCompletion done) {
                    search_.createFavUser(userId, otherUserId, favourite, done);
                })
             .success;
     }
-    QByteArray download(const QString &url)
-    {
-        QNetworkAccessManager network;
-        QNetworkReply *reply = network.get(QNetworkRequest(QUrl(url)));
-        QEventLoop loop;
-        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-        loop.exec();
-        reply->deleteLater();
-        return reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
-    }
-
     FindDogDataManager search_;
 };
 
@@ -355,14 +324,15 @@ TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture
     const QImage picture = testPicture();
     ProfilleDataManager benProfile;
     EXPECT_EQ(
-        call([&](ResultCompletion done) {
+        completed([&](ResultCompletion done) {
             benProfile.saveProfile({{"user_id", ben}, {"about", "Walks at dawn"}}, picture, done);
         }),
         (MessageResult{1, true, "Saved successfully!"}));
-    ASSERT_TRUE(call([&](ResultCompletion done) { benProfile.fetchProfile(ben, done); }).success);
+    ASSERT_TRUE(
+        completed([&](ResultCompletion done) { benProfile.fetchProfile(ben, done); }).success);
     const QString pictureName = benProfile.profile()->profilePic;
     ASSERT_FALSE(pictureName.isEmpty());
-    EXPECT_EQ(download(API::imageBaseURL() + pictureName), profilePictureData(picture))
+    EXPECT_EQ(download(QUrl(API::imageBaseURL() + pictureName)), profilePictureData(picture))
         << "downloaded from " << (API::imageBaseURL() + pictureName).toStdString();
 
     const QString cleo = signUp("Cleo", "female", 48.1374, 11.5755);
@@ -390,7 +360,7 @@ TEST_F(PartnerSearchEndToEnd, PartnersSeeEachOtherMarkFavouritesAndShareAPicture
     EXPECT_FALSE(isFaveUser(ben));
 
     signIn("Cleo");
-    EXPECT_TRUE(call([&](ResultCompletion done) {
+    EXPECT_TRUE(completed([&](ResultCompletion done) {
                     DeleteDataManager().deleteUserAccopunt(cleo, "Other", "moved away", done);
                 }).success);
     signIn("Anna");

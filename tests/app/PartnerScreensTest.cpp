@@ -1,12 +1,10 @@
 // The partner search and detail screens' rules, headless, against a real server.
 
-#include "LoginDefaults.h"
 #include "Module/FindDog/FavouritesViewController.h"
 #include "Module/FindDog/FindDogViewController.h"
 #include "Module/FindDog/PartnerDetailViewController.h"
 #include "Module/Profile/ProfilleDataManager.h"
 #include "Platform/UI/Alert.h"
-#include "Platform/UserDefaults.h"
 
 #include "TestSupport.h"
 
@@ -15,20 +13,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-struct Person
-{
-    QString id;
-    QString token;
-};
-
-QStringList column(const QAbstractItemModel &model, int role)
-{
-    QStringList values;
-    for (int row = 0; row < model.rowCount(); ++row)
-        values << model.index(row, 0).data(role).toString();
-    return values;
-}
 
 void show(ViewController &screen)
 {
@@ -83,27 +67,21 @@ TEST(PartnerListModelRows, MergeByInsertRemoveMoveAndChangeNeverByAReset)
     EXPECT_EQ(resets, 0);
 }
 
-class PartnerScreens : public LiveBackend
+class PartnerScreens : public EnglishLiveBackend
 {
 protected:
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
-    }
-
     // Signed up with a picture, which leaves them signed in.
     Person person(const QString &name, const QString &gender, double latitude, double longitude)
     {
-        const QString id = signUp(name, gender, latitude, longitude);
+        const Person signedUp = signUpPerson(name, gender, latitude, longitude);
         QImage picture(48, 48, QImage::Format_RGB32);
         picture.fill(Qt::darkYellow);
         std::optional<bool> saved;
-        ProfilleDataManager().saveProfile({{"user_id", id}}, picture,
+        ProfilleDataManager().saveProfile({{"user_id", signedUp.id}}, picture,
                                           [&](bool success, const QString &) { saved = success; });
         EXPECT_TRUE(waitUntil([&] { return saved.has_value(); }, 10000) && *saved)
             << name.toStdString();
-        return {id, LoginDefaults().userToken().value_or(QString())};
+        return signedUp;
     }
 
     bool settled(PartnerListViewController &search)

@@ -223,7 +223,7 @@ protected:
     RecordingServer relay_;
 };
 
-TEST_F(PushRequest, IsTheSpecifiedMapUnderTheAppsId)
+TEST_F(PushRequest, IsTheWholeMapUnderTheAppsId)
 {
     relay_.setReply(
         {200, "application/json", R"({"success": true, "id": "p-1", "recipients": 1})"});
@@ -238,13 +238,7 @@ TEST_F(PushRequest, IsTheSpecifiedMapUnderTheAppsId)
     ASSERT_TRUE(appDatabase_->waitUntilWritten());
     LoginDefaults().setUserId(QStringLiteral("3"));
 
-    const auto posted = [&] {
-        QList<RecordedRequest> notifications;
-        for (const RecordedRequest &request : relay_.requests())
-            if (request.target == "/api/v1/notifications")
-                notifications << request;
-        return notifications;
-    };
+    const auto posted = [&] { return relay_.requestsTo("/api/v1/notifications"); };
     const PushNotificationHandler handler(&appDatabase_->client(), &kit);
     handler.sendNotification("7", "Hallo");
     ASSERT_TRUE(waitUntil([&] { return posted().size() == 1; }));
@@ -272,8 +266,7 @@ TEST_F(PushRequest, IsTheSpecifiedMapUnderTheAppsId)
 }
 
 // The settings record of the signed-in user.
-class NotificationRecord : public LiveBackend
-{};
+using NotificationRecord = LiveBackend;
 
 TEST_F(NotificationRecord, IsSeededAtSignInAndNeverOverwritten)
 {

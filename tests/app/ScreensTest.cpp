@@ -3,6 +3,7 @@
 #include "TestSupport.h"
 
 #include "AppDelegate.h"
+#include "Common/Extensions/Localizable.h"
 #include "Constants.h"
 #include "LoginDefaults.h"
 #include "Module/Chat/ChatVc/ChatViewController.h"
@@ -24,22 +25,23 @@
 #include "Platform/PushNotification.h"
 
 #include <QDesktopServices>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSignalSpy>
 
 namespace {
 
-class Screens : public RecordingBackend
+// The app's delegate over `Backend`'s services, in German, not opened from a push.
+template <typename Backend>
+class WithDelegate : public Backend
 {
 protected:
+    using Backend::Backend;
+
     void SetUp() override
     {
-        RecordingBackend::SetUp();
-        push_ = std::make_unique<ScopedEnvironment>("TAILWISE_PUSH", pushServer_.url());
-        location_ = std::make_unique<ScopedEnvironment>("TAILWISE_LOCATION", "52.5200,13.4050");
+        Backend::SetUp();
         oneSignal_ = std::make_unique<OneSignal>(UserDefaults::standard(), center_);
-        delegate_ = std::make_unique<AppDelegate>(appDatabase_->client(), center_, *oneSignal_);
+        delegate_ =
+            std::make_unique<AppDelegate>(this->appDatabase_->client(), center_, *oneSignal_);
         UserDefaults::standard().setString(QStringLiteral("de"),
                                            Constants::userDefaults::languagecode);
         isFromNotification = false;
@@ -49,7 +51,7 @@ protected:
         delegate_.reset();
         oneSignal_.reset();
         isFromNotification = false;
-        RecordingBackend::TearDown();
+        Backend::TearDown();
     }
 
     ViewController *root() const { return delegate_->window()->rootViewController(); }
@@ -58,6 +60,27 @@ protected:
     {
         auto *stack = qobject_cast<NavigationController *>(root());
         return stack ? stack->topViewController() : root();
+    }
+    MainViewController *landing()
+    {
+        delegate_->loginScreen();
+        return qobject_cast<MainViewController *>(topScreen());
+    }
+
+    ScopedStoryboards storyboards_{appStoryboards()};
+    NotificationCenter center_;
+    std::unique_ptr<OneSignal> oneSignal_;
+    std::unique_ptr<AppDelegate> delegate_;
+};
+
+class Screens : public WithDelegate<RecordingBackend>
+{
+protected:
+    void SetUp() override
+    {
+        push_ = std::make_unique<ScopedEnvironment>("TAILWISE_PUSH", pushServer_.url());
+        location_ = std::make_unique<ScopedEnvironment>("TAILWISE_LOCATION", "52.5200,13.4050");
+        WithDelegate::SetUp();
     }
     template <typename Screen>
     Screen *pushed(VCIdentifier identifier)
@@ -76,13 +99,9 @@ protected:
         return screen->presentedAlert()->message();
     }
 
-    ScopedStoryboards storyboards_{appStoryboards()};
     RecordingServer pushServer_;
     std::unique_ptr<ScopedEnvironment> push_;
     std::unique_ptr<ScopedEnvironment> location_;
-    NotificationCenter center_;
-    std::unique_ptr<OneSignal> oneSignal_;
-    std::unique_ptr<AppDelegate> delegate_;
 };
 
 TEST_F(Screens, TheStoredRegistrationStatusAloneChoosesTheFirstScreen)
@@ -205,26 +224,26 @@ TEST_F(Screens, TheSignInLockNeedsTheThirdFailureAndTheBackendsWording)
 
 TEST_F(Screens, ASignInOpensTheTabsOrTheProfileStillToWrite)
 {
-    auto *login = pushed<LoginViewController>(VCIdentifier::LoginVC);
-    login->setEmail(QStringLiteral("anna@example.com"));
-    login->password()->textFieldDidChange(QStringLiteral("secret"));
-    answer(R"({"status": "1", "message": "ok", "is_new_account": 1,
-               "user_data": [{"user_id": "7", "userToken": "t"}]})");
-    login->loginwithEmail();
-    ASSERT_TRUE(waitUntil([&] {
-        return topScreen()->metaObject()->className() ==
-               QByteArray("RegisterProfileViewController");
-    }));
-    EXPECT_EQ(UserDefaults::standard().string(RegisterStatus::key), RegisterStatus::inProgress);
-
-    login = pushed<LoginViewController>(VCIdentifier::LoginVC);
-    login->setEmail(QStringLiteral("anna@example.com"));
-    login->password()->textFieldDidChange(QStringLiteral("secret"));
-    answer(R"({"status": "1", "message": "ok", "is_new_account": 0,
-               "user_data": [{"user_id": "7", "userToken": "t"}]})");
-    login->loginwithEmail();
-    ASSERT_TRUE(waitUntil([&] { return qobject_cast<TabsController *>(root()) != nullptr; }));
-    EXPECT_EQ(UserDefaults::standard().string(RegisterStatus::key), RegisterStatus::success);
+    const struct
+    {
+        const char *isNew;
+        QByteArray screen;
+        QString status;
+    } cases[] = {
+        {"1", "RegisterProfileViewController", RegisterStatus::inProgress},
+        {"0", "TabsController", RegisterStatus::success},
+    };
+    for (const auto &c : cases) {
+        auto *login = pushed<LoginViewController>(VCIdentifier::LoginVC);
+        login->setEmail(QStringLiteral("anna@example.com"));
+        login->password()->textFieldDidChange(QStringLiteral("secret"));
+        answer(QByteArray(R"({"status": "1", "message": "ok", "is_new_account": )") + c.isNew +
+               R"(, "user_data": [{"user_id": "7", "userToken": "t"}]})");
+        login->loginwithEmail();
+        ASSERT_TRUE(waitUntil([&] { return topScreen()->metaObject()->className() == c.screen; }))
+            << c.screen.constData();
+        EXPECT_EQ(UserDefaults::standard().string(RegisterStatus::key), c.status);
+    }
 }
 
 TEST_F(Screens, ScreensThatCloseBeforeTheirAnswerAreNotReached)
@@ -294,18 +313,19 @@ TEST_F(Screens, RegistrationSendsTheDevicesPositionAndOpensTheProfile)
 
 TEST_F(Screens, TheLanguageSwitchMeansGermanWhenOn)
 {
-    delegate_->loginScreen();
-    auto *landing = qobject_cast<MainViewController *>(topScreen());
-    ASSERT_NE(landing, nullptr);
-    UserDefaults::standard().setString(QStringLiteral("de"), Constants::userDefaults::languagecode);
-    QSignalSpy retranslated(landing, &ViewController::retranslate);
-    landing->didTapLanguageChange(false);
+    MainViewController *screen = landing();
+    ASSERT_NE(screen, nullptr);
+    QSignalSpy retranslated(screen, &ViewController::retranslate);
+    QSignalSpy announced(&LanguageChange::shared(), &LanguageChange::languageChanged);
+    screen->didTapLanguageChange(false);
     EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "en");
-    EXPECT_FALSE(landing->languageSwitchOn());
+    EXPECT_FALSE(screen->languageSwitchOn());
     EXPECT_EQ(retranslated.size(), 1);
-    landing->didTapLanguageChange(true);
+    screen->didTapLanguageChange(false);
+    EXPECT_EQ(announced.size(), 1) << "storing the language already shown announces nothing";
+    screen->didTapLanguageChange(true);
     EXPECT_EQ(UserDefaults::standard().string(Constants::userDefaults::languagecode), "de");
-    EXPECT_TRUE(landing->languageSwitchOn());
+    EXPECT_TRUE(screen->languageSwitchOn());
 }
 
 TEST_F(Screens, TheSearchButtonOpensTheChatsAfterAPush)
@@ -338,32 +358,7 @@ TEST_F(Screens, TheSearchButtonOpensTheChatsAfterAPush)
     }
 }
 
-class LiveScreens : public LiveBackend
-{
-protected:
-    LiveScreens() = default;
-    explicit LiveScreens(const QStringList &serverArguments) : LiveBackend(serverArguments) {}
-
-    void SetUp() override
-    {
-        LiveBackend::SetUp();
-        oneSignal_ = std::make_unique<OneSignal>(UserDefaults::standard(), center_);
-        delegate_ = std::make_unique<AppDelegate>(appDatabase_->client(), center_, *oneSignal_);
-        isFromNotification = false;
-    }
-    void TearDown() override
-    {
-        delegate_.reset();
-        oneSignal_.reset();
-        isFromNotification = false;
-        LiveBackend::TearDown();
-    }
-
-    ScopedStoryboards storyboards_{appStoryboards()};
-    NotificationCenter center_;
-    std::unique_ptr<OneSignal> oneSignal_;
-    std::unique_ptr<AppDelegate> delegate_;
-};
+using LiveScreens = WithDelegate<LiveBackend>;
 
 TEST_F(LiveScreens, AnOpenedPushOpensTheChatWithItsSender)
 {
@@ -379,26 +374,17 @@ TEST_F(LiveScreens, AnOpenedPushOpensTheChatWithItsSender)
         [&] { completed = true; });
     EXPECT_TRUE(completed);
     EXPECT_EQ(delegate_->recevierId, ben);
-    ASSERT_TRUE(waitUntil(
-        [&] {
-            auto *stack =
-                qobject_cast<NavigationController *>(delegate_->window()->rootViewController());
-            return stack && stack->topViewController() &&
-                   stack->topViewController()->identifier() == "ChatVC";
-        },
-        8000));
-    auto *stack = qobject_cast<NavigationController *>(delegate_->window()->rootViewController());
-    EXPECT_EQ(stack->identifier(), "NavAppChat");
-    auto *chat = qobject_cast<ChatViewController *>(stack->topViewController());
+    ASSERT_TRUE(
+        waitUntil([&] { return topScreen() && topScreen()->identifier() == "ChatVC"; }, 8000));
+    EXPECT_EQ(root()->identifier(), "NavAppChat");
+    auto *chat = qobject_cast<ChatViewController *>(topScreen());
     ASSERT_NE(chat, nullptr);
     EXPECT_EQ(chat->partnerId(), ben);
     EXPECT_TRUE(isFromNotification);
 
     // Closing it leaves for the tabs as a sign-in shows them, with the search first again.
     chat->close();
-    ASSERT_TRUE(waitUntil([&] {
-        return qobject_cast<TabsController *>(delegate_->window()->rootViewController()) != nullptr;
-    }));
+    ASSERT_TRUE(waitUntil([&] { return qobject_cast<TabsController *>(root()) != nullptr; }));
     EXPECT_FALSE(isFromNotification);
 }
 
@@ -419,23 +405,12 @@ public Q_SLOTS:
 TEST_F(LiveScreens, TheLegalPagesOpenInTheBrowserFromTheStack)
 {
     ScopedEnvironment web("TAILWISE_WEB", server_.backendUrl());
-    UserDefaults::standard().setString(QStringLiteral("de"), Constants::userDefaults::languagecode);
-    delegate_->loginScreen();
-    auto *landing = qobject_cast<MainViewController *>(
-        qobject_cast<NavigationController *>(delegate_->window()->rootViewController())
-            ->topViewController());
     BrowserStandIn browser;
-    landing->termsAction();
-    landing->privacyAction();
+    landing()->termsAction();
+    landing()->privacyAction();
     ASSERT_EQ(browser.opened.size(), 2);
-    QNetworkAccessManager network;
-    for (const QUrl &page : browser.opened) {
-        std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(page)));
-        ASSERT_TRUE(waitUntil([&] { return reply->isFinished(); }));
-        EXPECT_EQ(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200)
-            << page.toString().toStdString();
-        EXPECT_TRUE(reply->readAll().contains("Tailwise"));
-    }
+    for (const QUrl &page : browser.opened)
+        EXPECT_TRUE(download(page).contains("Tailwise")) << page.toString().toStdString();
 }
 
 class GoogleSignIn : public LiveScreens
@@ -452,17 +427,13 @@ protected:
 
 TEST_F(GoogleSignIn, TheKitsAccountSignsInAndFinishesOnTheProfileOrTheTabs)
 {
-    UserDefaults::standard().setString(QStringLiteral("de"), Constants::userDefaults::languagecode);
-    delegate_->loginScreen();
-    auto *landing = qobject_cast<MainViewController *>(
-        qobject_cast<NavigationController *>(delegate_->window()->rootViewController())
-            ->topViewController());
-    ASSERT_NE(landing, nullptr);
+    MainViewController *screen = landing();
+    ASSERT_NE(screen, nullptr);
 
     // This build has no kit of its own: the button says so.
-    landing->loginWithGoogle();
-    ASSERT_NE(landing->presentedAlert(), nullptr);
-    landing->presentedAlert()->trigger(0);
+    screen->loginWithGoogle();
+    ASSERT_NE(screen->presentedAlert(), nullptr);
+    screen->presentedAlert()->trigger(0);
 
     GIDSignIn::sharedInstance().setDelegate(delegate_.get());
     GIDSignIn::sharedInstance().setDialog([](auto done) {
@@ -470,14 +441,9 @@ TEST_F(GoogleSignIn, TheKitsAccountSignsInAndFinishesOnTheProfileOrTheTabs)
                            "https://lh3.example.com/greta.jpg"},
              std::nullopt);
     });
-    landing->loginWithGoogle();
+    screen->loginWithGoogle();
     ASSERT_TRUE(waitUntil(
-        [&] {
-            auto *stack =
-                qobject_cast<NavigationController *>(delegate_->window()->rootViewController());
-            return stack &&
-                   qobject_cast<RegisterProfileViewController *>(stack->topViewController());
-        },
+        [&] { return qobject_cast<RegisterProfileViewController *>(topScreen()) != nullptr; },
         8000))
         << "a new account goes on to its profile";
     const QString userId = LoginDefaults().userId().value_or(QString());
@@ -492,12 +458,7 @@ TEST_F(GoogleSignIn, TheKitsAccountSignsInAndFinishesOnTheProfileOrTheTabs)
     LoginDefaults().logOut();
     delegate_->loginScreen();
     GIDSignIn::sharedInstance().signIn();
-    ASSERT_TRUE(waitUntil(
-        [&] {
-            return qobject_cast<TabsController *>(delegate_->window()->rootViewController()) !=
-                   nullptr;
-        },
-        8000));
+    ASSERT_TRUE(waitUntil([&] { return qobject_cast<TabsController *>(root()) != nullptr; }, 8000));
     EXPECT_EQ(UserDefaults::standard().string(RegisterStatus::key), RegisterStatus::success);
 }
 

@@ -20,19 +20,40 @@
 
 #include <gtest/gtest.h>
 
-class SettingsScreens : public LiveBackend
+class SettingsScreens : public EnglishLiveBackend
 {
 protected:
-    void SetUp() override
+    // Ada, signed in with a finished profile, online on a device that takes pushes.
+    QString signedInAda()
     {
-        LiveBackend::SetUp();
-        UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+        const QString me = signUp("Ada");
+        appDatabase_->client()
+            .reference("Users/" + me)
+            .setValue(QVariantMap{{"id", me}, {"status", "Online"}, {"device_token", "player-7"}});
+        EXPECT_TRUE(appDatabase_->waitUntilWritten());
+        UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
+        return me;
+    }
+    bool signsIn(const QString &email, const QString &password)
+    {
+        std::optional<bool> signedIn;
+        LoginDataManager().login(email, password,
+                                 [&](bool success, const std::optional<QString> &,
+                                     std::optional<int>) { signedIn = success; });
+        EXPECT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
+        return signedIn.value_or(false);
+    }
+    // Ada's record as another signed-in user reads it once she has gone.
+    QVariantMap adasRecordLater(const QString &me, Database &reader)
+    {
+        signUp("Bea");
+        return storedValue(reader, "Users/" + me).toMap();
     }
 };
 
 TEST_F(SettingsScreens, PrivacyChoicesAreWrittenTogetherAndShownWhenTheScreenOpens)
 {
-    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const QString me = signUp("Ada");
     const QString path = "DataProtection/" + me;
     {
         DataProtectionController privacy;
@@ -56,13 +77,8 @@ TEST_F(SettingsScreens, PrivacyChoicesAreWrittenTogetherAndShownWhenTheScreenOpe
 
 TEST_F(SettingsScreens, LogoutAsksThenEmptiesTheRecordAndEndsAtTheFirstScreen)
 {
-    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const QString me = signedInAda();
     const std::optional<QString> token = LoginDefaults().userToken();
-    appDatabase_->client()
-        .reference("Users/" + me)
-        .setValue(QVariantMap{{"id", me}, {"status", "Online"}, {"device_token", "player-7"}});
-    ASSERT_TRUE(appDatabase_->waitUntilWritten());
-    UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
 
     SetingViewController settings;
     EXPECT_EQ(settings.rowKeys().size(), 7);
@@ -74,9 +90,7 @@ TEST_F(SettingsScreens, LogoutAsksThenEmptiesTheRecordAndEndsAtTheFirstScreen)
     EXPECT_FALSE(UserDefaults::standard().object(RegisterStatus::key).has_value());
 
     Database reader(QStringLiteral("reader"));
-    const QString other = signUp("Bea", "female", 52.52, 13.405);
-    Q_UNUSED(other)
-    const QVariantMap record = storedValue(reader, "Users/" + me).toMap();
+    const QVariantMap record = adasRecordLater(me, reader);
     EXPECT_EQ(record.value("status"), "Offline");
     EXPECT_EQ(record.value("device_token"), "");
     // The session is over for the database too.
@@ -86,12 +100,7 @@ TEST_F(SettingsScreens, LogoutAsksThenEmptiesTheRecordAndEndsAtTheFirstScreen)
 
 TEST_F(SettingsScreens, DeletionIsRefusedOfflineThenMarksTheAccountAndEndsAtTheFirstScreen)
 {
-    const QString me = signUp("Ada", "female", 52.52, 13.405);
-    appDatabase_->client()
-        .reference("Users/" + me)
-        .setValue(QVariantMap{{"id", me}, {"status", "Online"}, {"device_token", "player-7"}});
-    ASSERT_TRUE(appDatabase_->waitUntilWritten());
-    UserDefaults::standard().setString(RegisterStatus::success, RegisterStatus::key);
+    const QString me = signedInAda();
 
     DeleteAccViewController deletion;
     deletion.selectReason(1);
@@ -120,24 +129,15 @@ TEST_F(SettingsScreens, DeletionIsRefusedOfflineThenMarksTheAccountAndEndsAtTheF
     ASSERT_TRUE(waitUntil([] { return !LoginDefaults().userId().has_value(); }, 10000));
     EXPECT_FALSE(UserDefaults::standard().object(RegisterStatus::key).has_value());
 
-    const QString other = signUp("Bea", "female", 52.52, 13.405);
-    Q_UNUSED(other)
-    const QVariantMap record = storedValue(appDatabase_->client(), "Users/" + me).toMap();
+    const QVariantMap record = adasRecordLater(me, appDatabase_->client());
     EXPECT_EQ(record.value("activate_status"), "Deactivate");
     EXPECT_EQ(record.value("device_token"), "");
-    // The deleted account can no longer sign in.
-    std::optional<bool> signedIn;
-    LoginDataManager().login("ada@example.com", "pw-Ada",
-                             [&](bool success, const std::optional<QString> &, std::optional<int>) {
-                                 signedIn = success;
-                             });
-    ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
-    EXPECT_FALSE(*signedIn);
+    EXPECT_FALSE(signsIn("ada@example.com", "pw-Ada")) << "the deleted account";
 }
 
 TEST_F(SettingsScreens, APasswordChangeIsCheckedHereAndThenSignsInWithTheNewOne)
 {
-    signUp("Ada", "female", 52.52, 13.405);
+    signUp("Ada");
     ChangePasswordViewController change;
     const auto problem = [&](const char *old, const char *fresh, const char *again) {
         change.oldPassword()->textFieldDidChange(old);
@@ -155,18 +155,12 @@ TEST_F(SettingsScreens, APasswordChangeIsCheckedHereAndThenSignsInWithTheNewOne)
     change.save();
     ASSERT_TRUE(waitUntil([&] { return change.presentedAlert() != nullptr; }, 10000));
     change.presentedAlert()->trigger(0);
-    std::optional<bool> signedIn;
-    LoginDataManager().login("ada@example.com", "wuff-wuff",
-                             [&](bool success, const std::optional<QString> &, std::optional<int>) {
-                                 signedIn = success;
-                             });
-    ASSERT_TRUE(waitUntil([&] { return signedIn.has_value(); }, 10000));
-    EXPECT_TRUE(*signedIn);
+    EXPECT_TRUE(signsIn("ada@example.com", "wuff-wuff"));
 }
 
 TEST_F(SettingsScreens, NotificationChoicesGoToTheRecordSendersReadAndComeBackWhenReopened)
 {
-    const QString me = signUp("Ada", "female", 52.52, 13.405);
+    const QString me = signUp("Ada");
     const QString path = "Notifications/" + me;
     ASSERT_TRUE(
         waitUntil([&] { return storedValue(appDatabase_->client(), path).isValid(); }, 10000));

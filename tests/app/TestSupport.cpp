@@ -15,6 +15,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QTcpSocket>
 #include <QTest>
 
@@ -76,6 +78,31 @@ bool waitUntil(const std::function<bool()> &done, int timeoutMs)
     return QTest::qWaitFor(done, timeoutMs);
 }
 
+std::unique_ptr<Database> clientFor(const QString &name, const std::optional<QString> &token)
+{
+    auto client = std::make_unique<Database>(name);
+    client->setTokenProvider([token] { return token; });
+    return client;
+}
+
+QByteArray download(const QUrl &url)
+{
+    QNetworkAccessManager network;
+    QNetworkRequest request(url);
+    request.setTransferTimeout(10000);
+    const std::unique_ptr<QNetworkReply> reply(network.get(request));
+    waitUntil([&] { return reply->isFinished(); }, 10000);
+    return reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
+}
+
+QStringList column(const QAbstractItemModel &model, int role)
+{
+    QStringList values;
+    for (int row = 0; row < model.rowCount(); ++row)
+        values << model.index(row, 0).data(role).toString();
+    return values;
+}
+
 QVariant storedValue(Database &client, const QString &path)
 {
     std::optional<QVariant> value;
@@ -99,6 +126,15 @@ RecordingServer::RecordingServer()
 QByteArray RecordingServer::url() const
 {
     return "http://127.0.0.1:" + QByteArray::number(server_.serverPort());
+}
+
+QList<RecordedRequest> RecordingServer::requestsTo(const QByteArray &target) const
+{
+    QList<RecordedRequest> matching;
+    for (const RecordedRequest &request : requests_)
+        if (request.target == target)
+            matching << request;
+    return matching;
 }
 
 bool RecordingServer::waitForRequests(int count, int timeoutMs)
@@ -129,7 +165,6 @@ void RecordingServer::serve(QTcpSocket *socket)
         const qsizetype length = request.headers.value("content-length", "0").toLongLong();
         if (buffer->size() < headerEnd + 4 + length)
             return;
-        request.raw = buffer->left(headerEnd + 4 + length);
         request.body = buffer->mid(headerEnd + 4, length);
         buffer->clear();
         requests_.append(request);
@@ -267,13 +302,21 @@ std::ostream &operator<<(std::ostream &out, const MessageResult &result)
                << result.message.toStdString() << "}";
 }
 
-std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageResult> &result)
+ResultCompletion into(const std::shared_ptr<MessageResult> &result)
 {
     return [result](bool success, const QString &message) {
         ++result->calls;
         result->success = success;
         result->message = message;
     };
+}
+
+MessageResult completed(const std::function<void(ResultCompletion)> &operation, int timeoutMs)
+{
+    const auto result = std::make_shared<MessageResult>();
+    operation(into(result));
+    EXPECT_TRUE(waitUntil([&] { return result->calls > 0; }, timeoutMs)) << "no completion";
+    return *result;
 }
 
 AppDatabase::AppDatabase() : client_(std::make_unique<Database>(QStringLiteral("app"))) {}
@@ -333,24 +376,36 @@ QString LiveBackend::signUp(const QString &name, const QString &gender, double l
     EXPECT_TRUE(waitUntil([&] { return done; }, 10000));
     const QString userId = LoginDefaults().userId().value_or(QString());
     EXPECT_FALSE(userId.isEmpty()) << name.toStdString();
-    const auto saved = std::make_shared<MessageResult>();
-    RegisterProfileDataManager().setUserProfile({{"user_id", userId},
-                                                 {"username", name},
-                                                 {"gender", gender},
-                                                 {"dogs_count", "1"},
-                                                 {"dog_name", "Rex"}},
-                                                std::nullopt, into(saved));
-    EXPECT_TRUE(waitUntil([&] { return saved->calls > 0; }, 10000));
-    EXPECT_TRUE(saved->success) << saved->message.toStdString();
+    const MessageResult saved = completed([&](ResultCompletion done) {
+        RegisterProfileDataManager().setUserProfile({{"user_id", userId},
+                                                     {"username", name},
+                                                     {"gender", gender},
+                                                     {"dogs_count", "1"},
+                                                     {"dog_name", "Rex"}},
+                                                    std::nullopt, done);
+    });
+    EXPECT_TRUE(saved.success) << saved.message.toStdString();
     return userId;
+}
+
+void EnglishLiveBackend::SetUp()
+{
+    LiveBackend::SetUp();
+    UserDefaults::standard().setString(QStringLiteral("en"), QStringLiteral("languageCode"));
+}
+
+Person LiveBackend::signUpPerson(const QString &name, const QString &gender, double latitude,
+                                 double longitude)
+{
+    const QString id = signUp(name, gender, latitude, longitude);
+    return {id, LoginDefaults().userToken().value_or(QString())};
 }
 
 void LiveBackend::writeAs(const QString &token, const QString &path, const QVariant &value)
 {
-    Database client(QStringLiteral("as-another-user"));
-    client.setTokenProvider([token] { return token; });
+    const auto client = clientFor(QStringLiteral("as-another-user"), token);
     std::optional<QString> outcome;
-    client.reference(path).setValue(value, [&](const std::optional<QString> &error) {
+    client->reference(path).setValue(value, [&](const std::optional<QString> &error) {
         outcome = error.value_or(QStringLiteral("stored"));
     });
     ASSERT_TRUE(waitUntil([&] { return outcome.has_value(); }, 10000)) << path.toStdString();

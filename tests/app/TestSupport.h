@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAbstractItemModel>
 #include <QByteArray>
 #include <QJsonDocument>
 #include <QList>
@@ -14,7 +15,7 @@
 #include <QVariantMap>
 
 #include "Common/Extensions/DateExtension.h"
-#include "Common/Network/RealtimeReads.h"
+#include "Module/Login/AccountCompletions.h"
 #include "Module/Login/SessionHooks.h"
 #include "Platform/Database.h"
 #include "Platform/NotificationCenter.h"
@@ -78,8 +79,6 @@ private:
     Value previous_;
 };
 
-using ScopedSessionHooks = ScopedStandard<&SessionHooks::setStandard>;
-using ScopedRealtimeReads = ScopedStandard<&RealtimeReads::setStandard>;
 using ScopedDatabase = ScopedStandard<&Database::setDatabase>;
 // An empty function stands for the system clock.
 using ScopedCurrentDate = ScopedStandard<&setCurrentDateProvider>;
@@ -110,17 +109,28 @@ struct MessageResult
 };
 std::ostream &operator<<(std::ostream &out, const MessageResult &result);
 // A completion that records into `result`.
-std::function<void(bool, const QString &)> into(const std::shared_ptr<MessageResult> &result);
+ResultCompletion into(const std::shared_ptr<MessageResult> &result);
+// What `operation` reported to the completion it was handed, once it has.
+MessageResult completed(const std::function<void(ResultCompletion)> &operation,
+                        int timeoutMs = 10000);
 
 // Runs the event loop until `done` holds or the time is up.
 bool waitUntil(const std::function<bool()> &done, int timeoutMs = 5000);
+
+// A database client of its own that speaks for `token` (none: anonymous).
+std::unique_ptr<Database> clientFor(const QString &name, const std::optional<QString> &token);
+
+// The body of a GET, or empty when it failed.
+QByteArray download(const QUrl &url);
+
+// One role's values, row by row, as text.
+QStringList column(const QAbstractItemModel &model, int role);
 
 // The value at `path` as `client` reads it once (an error reads as a text saying so).
 QVariant storedValue(Database &client, const QString &path);
 
 struct RecordedRequest
 {
-    QByteArray raw;
     QByteArray method;
     QByteArray target;
     QMap<QByteArray, QByteArray> headers; // names in lower case
@@ -147,6 +157,7 @@ public:
     QByteArray url() const;
     void setReply(const CannedReply &reply) { reply_ = reply; }
     const QList<RecordedRequest> &requests() const { return requests_; }
+    QList<RecordedRequest> requestsTo(const QByteArray &target) const;
     bool waitForRequests(int count, int timeoutMs = 5000);
 
 private:
@@ -258,6 +269,13 @@ QStringList identityProviderArguments();
 // A Google ID token for `email`, fresh now, that a server started with those flags accepts.
 QString googleIdToken(const QString &email, const QString &subject = QStringLiteral("g-1001"));
 
+// Someone signed up through the app, and their session token.
+struct Person
+{
+    QString id;
+    QString token;
+};
+
 // A fresh settings store and the backend, database and push addresses pointing at a real
 // tailwise-server.
 class LiveBackend : public FreshSettings
@@ -271,7 +289,11 @@ protected:
 
     // Signs up through the app, which leaves this person signed in, and finishes the profile
     // with `name` as the user name. The password is "pw-" + name.
-    QString signUp(const QString &name, const QString &gender, double latitude, double longitude);
+    QString signUp(const QString &name, const QString &gender = QStringLiteral("female"),
+                   double latitude = 52.52, double longitude = 13.405);
+    // The same, with the session it left.
+    Person signUpPerson(const QString &name, const QString &gender = QStringLiteral("female"),
+                        double latitude = 52.52, double longitude = 13.405);
     void signIn(const QString &name);
     void signIn(const QString &name, SessionHooks &hooks);
     // Stores `value` at `path` with a client that speaks for `token`, as that user's own app
@@ -283,6 +305,13 @@ protected:
     std::unique_ptr<ScopedEnvironment> database_;
     std::unique_ptr<ScopedEnvironment> push_;
     std::unique_ptr<AppDatabase> appDatabase_;
+};
+
+// The same with the app in English, for tests that read what the screens say.
+class EnglishLiveBackend : public LiveBackend
+{
+protected:
+    void SetUp() override;
 };
 
 // The application is active for the scope, and not active again afterwards: the tests stand

@@ -30,6 +30,15 @@ std::vector<std::string> texts(RawStream &stream, std::size_t count,
     return received;
 }
 
+// A notification that raises the badge by one, so that the badges count the deliveries.
+Json counted(const std::string &player)
+{
+    Json request = notification({player});
+    request["ios_badgeType"] = "Increase";
+    request["ios_badgeCount"] = 1;
+    return request;
+}
+
 bool quiet(RawStream &stream)
 {
     return !stream.next(300ms);
@@ -76,11 +85,8 @@ TEST(PushDelivery, ConcurrentSendersReachADeviceOnceAndInOrder)
     std::vector<std::thread> threads;
     for (int s = 0; s < senders; ++s)
         threads.emplace_back([&] {
-            Json request = notification({player});
-            request["ios_badgeType"] = "Increase";
-            request["ios_badgeCount"] = 1;
             for (int i = 0; i < each; ++i)
-                EXPECT_EQ(relay.notify(request).status, 200u);
+                EXPECT_EQ(relay.notify(counted(player)).status, 200u);
         });
     for (auto &thread : threads)
         thread.join();
@@ -95,23 +101,13 @@ TEST(PushDelivery, ConcurrentSendersReachADeviceOnceAndInOrder)
     EXPECT_TRUE(quiet(*stream));
 }
 
-std::string fileText(const std::filesystem::path &path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 // Answered 200 means committed: a relay killed at once still delivers it after a restart.
 TEST(PushDelivery, AKillAfterTheAnswerLosesNothing)
 {
     TempDir dir("tailwise-push-kill");
     const auto errorLog = dir.path() / "stderr.log";
     const auto start = [&] {
-        return std::make_unique<ServerProcess>(
-            std::vector<std::string>{TAILWISE_SERVER_BINARY, "--backend-port", "0",
-                                     "--database-port", "0", "--push-port", "0", "--data-dir",
-                                     (dir.path() / "data").string()},
-            errorLog);
+        return std::make_unique<ServerProcess>(programArguments(dir.path() / "data"), errorLog);
     };
     auto server = start();
     auto endpoint = server->listeningEndpoint("push", 10s);
@@ -121,12 +117,9 @@ TEST(PushDelivery, AKillAfterTheAnswerLosesNothing)
         client.post("/api/v1/players", {{"app_id", pushAppId}, {"device_type", 0}});
     ASSERT_EQ(player.status, 200u) << player;
     const std::string id = player.json["id"];
-    Json request = notification({id});
-    request["ios_badgeType"] = "Increase";
-    request["ios_badgeCount"] = 1;
     constexpr int sent = 20;
     for (int i = 0; i < sent; ++i)
-        ASSERT_EQ(client.post("/api/v1/notifications", request).status, 200u);
+        ASSERT_EQ(client.post("/api/v1/notifications", counted(id)).status, 200u);
     server->kill();
 
     server = start();

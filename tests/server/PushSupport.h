@@ -6,7 +6,6 @@
 #include "RawStream.h"
 #include "push/PushService.h"
 
-#include <fstream>
 #include <functional>
 
 namespace tailwise::test {
@@ -20,54 +19,24 @@ inline Json notification(const std::vector<std::string> &players,
     return {{"app_id", pushAppId}, {"include_player_ids", players}, {"contents", {{"en", text}}}};
 }
 
-class PushStack
+class PushStack : public StackUnderTest
 {
 public:
     explicit PushStack(std::function<void(StackConfig &)> configure = {})
-        : configure_(std::move(configure))
-    {
-        start();
-    }
-    ~PushStack() { stop(); }
+        : StackUnderTest([configure](StackConfig &config) {
+              config.pushPort = 0;
+              if (configure)
+                  configure(config);
+          })
+    {}
 
-    void start()
-    {
-        StackConfig config;
-        config.dataDir = dir_.path();
-        config.backendPort = 0;
-        config.pushPort = 0;
-        config.threads = 2;
-        log_.reset(std::fopen((dir_.path() / "server.log").c_str(), "a"));
-        config.accessLog = log_.get();
-        if (configure_)
-            configure_(config);
-        stack_ = std::make_unique<ServerStack>(std::move(config));
-        endpoint_ = *stack_->start().push;
-    }
-    void stop()
-    {
-        stack_.reset();
-        log_.reset();
-    }
-
-    net::tcp::endpoint endpoint() const { return endpoint_; }
-    push::PushService &relay() { return *stack_->push(); }
-    // What the server wrote to its log so far.
-    std::string log()
-    {
-        std::fflush(log_.get());
-        std::ifstream in(dir_.path() / "server.log");
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
+    net::tcp::endpoint endpoint() const { return *endpoints().push; }
+    push::PushService &relay() { return *stack().push(); }
 
     HttpReply send(net::http::verb method, std::string_view target, std::string body,
                    Headers headers = {{"Content-Type", "application/json; charset=utf-8"}})
     {
-        net::Request request{method, target, 11};
-        for (const auto &[name, value] : headers)
-            request.set(name, value);
-        request.body() = std::move(body);
-        return HttpClient(endpoint_).send(std::move(request));
+        return StackUnderTest::send(endpoint(), method, target, std::move(body), headers);
     }
     HttpReply post(std::string_view target, const Json &body)
     {
@@ -96,27 +65,11 @@ public:
                               "Accept: text/event-stream\r\n";
         if (!lastEventId.empty())
             request += "Last-Event-ID: " + lastEventId + "\r\n";
-        auto stream = std::make_unique<RawStream>(RawStream::Bytes{request + "\r\n"}, endpoint_);
+        auto stream = std::make_unique<RawStream>(RawStream::Bytes{request + "\r\n"}, endpoint());
         const std::string head = stream->head();
         EXPECT_TRUE(head.starts_with(std::string("HTTP/1.1 ") + expectedStatus)) << head;
         return stream;
     }
-
-private:
-    struct Closer
-    {
-        void operator()(std::FILE *file) const
-        {
-            if (file)
-                std::fclose(file);
-        }
-    };
-
-    std::function<void(StackConfig &)> configure_;
-    TempDir dir_{"tailwise-push"};
-    std::unique_ptr<std::FILE, Closer> log_;
-    std::unique_ptr<ServerStack> stack_;
-    net::tcp::endpoint endpoint_;
 };
 
 } // namespace tailwise::test

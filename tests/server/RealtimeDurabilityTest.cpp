@@ -180,14 +180,6 @@ TEST(RealtimeDurability, TheLastJournalEndsAtItsFirstDamageAndEarlierDamageIsFat
 
 // ---- The program, killed in the middle of a storm of writes ------------------------------
 
-// The program on ephemeral ports over `dataDir`; stderr goes to `errorLog`.
-ServerProcess startServer(const fs::path &dataDir, const fs::path &errorLog)
-{
-    return ServerProcess({TAILWISE_SERVER_BINARY, "--database-port", "0", "--backend-port", "0",
-                          "--push-port", "0", "--data-dir", dataDir.string()},
-                         errorLog);
-}
-
 Json stormValue(int writer, int i)
 {
     return {{"writer", writer}, {"i", i}, {"pad", std::string(200 + (i % 7) * 50, 'a' + writer)}};
@@ -200,7 +192,7 @@ TEST(RealtimeDurability, KillNineMidStormKeepsEveryAcknowledgedWriteAndNoHalfWri
     constexpr int writers = 6;
     std::vector<std::vector<int>> acknowledged(writers);
     {
-        ServerProcess server = startServer(dir.path() / "data", errorLog);
+        ServerProcess server(programArguments(dir.path() / "data"), errorLog);
         const auto endpoint = server.listeningEndpoint("database", 10s);
         ASSERT_TRUE(endpoint) << "no database announcement";
 
@@ -235,7 +227,7 @@ TEST(RealtimeDurability, KillNineMidStormKeepsEveryAcknowledgedWriteAndNoHalfWri
         ASSERT_GE(total.load(), 400) << "the storm never got going";
     }
 
-    ServerProcess server = startServer(dir.path() / "data", errorLog);
+    ServerProcess server(programArguments(dir.path() / "data"), errorLog);
     const auto endpoint = server.listeningEndpoint("database", 10s);
     ASSERT_TRUE(endpoint) << "no restart";
     const HttpReply stored = HttpClient(*endpoint).get("/storm.json");

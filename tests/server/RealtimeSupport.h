@@ -1,14 +1,83 @@
 #pragma once
 
-// The realtime database served by a real stack on an ephemeral loopback port.
-
 #include "TestServer.h"
 
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
 
 namespace tailwise::test {
+
+// A real stack on ephemeral loopback ports with a data directory of its own, configured by
+// `configure`; what it logs is kept beside its data.
+class StackUnderTest
+{
+public:
+    explicit StackUnderTest(std::function<void(StackConfig &)> configure)
+        : configure_(std::move(configure))
+    {
+        start();
+    }
+    ~StackUnderTest() { stop(); }
+    StackUnderTest(const StackUnderTest &) = delete;
+    StackUnderTest &operator=(const StackUnderTest &) = delete;
+
+    void start()
+    {
+        StackConfig config;
+        config.dataDir = dir_.path();
+        config.backendPort = 0;
+        config.threads = 2;
+        log_.reset(std::fopen((dir_.path() / "server.log").c_str(), "a"));
+        config.accessLog = log_.get();
+        configure_(config);
+        stack_ = std::make_unique<ServerStack>(std::move(config));
+        endpoints_ = stack_->start();
+    }
+    void stop()
+    {
+        stack_.reset();
+        log_.reset();
+    }
+
+    const std::filesystem::path &dataDir() const { return dir_.path(); }
+    // What the server wrote to its log so far.
+    std::string log()
+    {
+        std::fflush(log_.get());
+        return fileText(dir_.path() / "server.log");
+    }
+
+protected:
+    ServerStack &stack() { return *stack_; }
+    const StackEndpoints &endpoints() const { return endpoints_; }
+    static HttpReply send(net::tcp::endpoint at, net::http::verb method, std::string_view target,
+                          std::string body, const Headers &headers)
+    {
+        net::Request request{method, target, 11};
+        for (const auto &[name, value] : headers)
+            request.set(name, value);
+        request.body() = std::move(body);
+        return HttpClient(at).send(std::move(request));
+    }
+
+private:
+    struct Closer
+    {
+        void operator()(std::FILE *file) const
+        {
+            if (file)
+                std::fclose(file);
+        }
+    };
+
+    std::function<void(StackConfig &)> configure_;
+    TempDir dir_{"tailwise-stack"};
+    std::unique_ptr<std::FILE, Closer> log_;
+    std::unique_ptr<ServerStack> stack_;
+    StackEndpoints endpoints_;
+};
 
 struct RealtimeStackOptions
 {
@@ -19,59 +88,30 @@ struct RealtimeStackOptions
     std::function<void(StackConfig &)> configure = {};
 };
 
-class RealtimeStack
+// The realtime database served by a real stack.
+class RealtimeStack : public StackUnderTest
 {
 public:
-    explicit RealtimeStack(RealtimeStackOptions options = {}) : options_(options) { start(); }
-    ~RealtimeStack() { stop(); }
+    explicit RealtimeStack(RealtimeStackOptions options = {})
+        : StackUnderTest([options](StackConfig &config) {
+              config.databasePort = 0;
+              config.database.listeners.keepAlive = options.keepAlive;
+              config.database.listeners.maxQueuedBytes = options.maxQueuedBytes;
+              config.databaseLimits.maxBodyBytes = options.maxBodyBytes;
+              if (options.configure)
+                  options.configure(config);
+          })
+    {}
 
-    void start()
-    {
-        StackConfig config;
-        config.dataDir = dir_.path();
-        config.backendPort = 0;
-        config.databasePort = 0;
-        config.threads = 2;
-        config.accessLog = log_.get();
-        config.database.listeners.keepAlive = options_.keepAlive;
-        config.database.listeners.maxQueuedBytes = options_.maxQueuedBytes;
-        config.databaseLimits.maxBodyBytes = options_.maxBodyBytes;
-        if (options_.configure)
-            options_.configure(config);
-        stack_ = std::make_unique<ServerStack>(std::move(config));
-        const auto endpoints = stack_->start();
-        endpoint_ = *endpoints.database;
-        backendEndpoint_ = endpoints.backend;
-    }
-    void stop() { stack_.reset(); }
-
-    net::tcp::endpoint endpoint() const { return endpoint_; }
-    net::tcp::endpoint backendEndpoint() const { return backendEndpoint_; }
-    const std::filesystem::path &dataDir() const { return dir_.path(); }
-    realtime::Database &database() { return *stack_->database(); }
+    net::tcp::endpoint endpoint() const { return *endpoints().database; }
+    net::tcp::endpoint backendEndpoint() const { return endpoints().backend; }
+    realtime::Database &database() { return *stack().database(); }
 
     HttpReply call(net::http::verb method, std::string_view target, std::string body = {},
                    const Headers &headers = {})
     {
-        net::Request request{method, target, 11};
-        for (const auto &[name, value] : headers)
-            request.set(name, value);
-        request.body() = std::move(body);
-        return HttpClient(endpoint_).send(std::move(request));
+        return send(endpoint(), method, target, std::move(body), headers);
     }
-
-private:
-    struct Closer
-    {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
-
-    RealtimeStackOptions options_;
-    TempDir dir_{"tailwise-realtime"};
-    std::unique_ptr<std::FILE, Closer> log_{std::fopen("/dev/null", "w")};
-    std::unique_ptr<ServerStack> stack_;
-    net::tcp::endpoint endpoint_;
-    net::tcp::endpoint backendEndpoint_;
 };
 
 // A user of the backend beside the database, and the token the database knows them by.

@@ -10,8 +10,6 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include <fstream>
-
 using namespace tailwise::test;
 using Clock = std::chrono::steady_clock;
 
@@ -73,19 +71,11 @@ TEST(Lifecycle, StopReturnsPromptlyWithIdleConnectionsOpen)
 
 // ---- The program -------------------------------------------------------------------------
 
-std::string fileText(const std::filesystem::path &path)
-{
-    std::ifstream in(path);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 TEST(ServerProgram, ServesOnAFreePortAndExitsCleanlyOnSigterm)
 {
     TempDir dir("tailwise-program");
     const auto errorLog = dir.path() / "stderr.log";
-    ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
-                          "--push-port", "0", "--data-dir", (dir.path() / "data").string()},
-                         errorLog);
+    ServerProcess server(programArguments(dir.path() / "data"), errorLog);
 
     const auto endpoint = server.listeningEndpoint("backend", 10s);
     ASSERT_TRUE(endpoint) << "no backend announcement\n" << fileText(errorLog);
@@ -121,9 +111,7 @@ TEST(ServerProgram, RaisesItsOpenFilesLimitAndServesBeyondIt)
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     TempDir dir("tailwise-program");
     const auto errorLog = dir.path() / "stderr.log";
-    ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
-                          "--push-port", "0", "--data-dir", (dir.path() / "data").string()},
-                         errorLog);
+    ServerProcess server(programArguments(dir.path() / "data"), errorLog);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     const auto backend = server.listeningEndpoint("backend", 10s);

@@ -121,4 +121,14 @@ std::optional<int> ServerProcess::wait(std::chrono::milliseconds timeout)
     return std::nullopt;
 }
 
+std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
+                                          const std::vector<std::string> &extra)
+{
+    std::vector<std::string> args = {
+        TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0", "--push-port", "0",
+        "--data-dir",           dataDir.string()};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return args;
+}
+
 } // namespace tailwise::test

@@ -43,4 +43,8 @@ private:
     int stdout_ = -1;
 };
 
+// tailwise-server on ephemeral ports over `dataDir`, followed by `extra`.
+std::vector<std::string> programArguments(const std::filesystem::path &dataDir,
+                                          const std::vector<std::string> &extra = {});
+
 } // namespace tailwise::test

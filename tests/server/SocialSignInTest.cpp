@@ -338,17 +338,15 @@ TEST(SocialSignInSetup, AProviderMissingASettingStopsTheProgram)
 {
     TempDir dir("tailwise-program");
     const auto errorLog = dir.path() / "stderr.log";
-    ServerProcess server({TAILWISE_SERVER_BINARY, "--backend-port", "0", "--database-port", "0",
-                          "--push-port", "0", "--data-dir", (dir.path() / "data").string(),
-                          "--oidc-issuer", "google=" + testGoogle().issuer, "--oidc-client-id",
-                          "google=" + testGoogle().clientId},
+    ServerProcess server(programArguments(dir.path() / "data",
+                                          {"--oidc-issuer", "google=" + testGoogle().issuer,
+                                           "--oidc-client-id", "google=" + testGoogle().clientId}),
                          errorLog);
     const auto status = server.wait(10s);
     ASSERT_TRUE(status) << "still running";
     EXPECT_NE(WEXITSTATUS(*status), 0);
-    std::ifstream in(errorLog);
-    const std::string text{std::istreambuf_iterator<char>(in), {}};
-    EXPECT_NE(text.find("--oidc-jwks google=... is missing"), std::string::npos) << text;
+    EXPECT_NE(fileText(errorLog).find("--oidc-jwks google=... is missing"), std::string::npos)
+        << fileText(errorLog);
 }
 
 } // namespace

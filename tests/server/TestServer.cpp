@@ -2,6 +2,7 @@
 
 #include "backend/BackendService.h"
 
+#include <fstream>
 #include <latch>
 #include <ostream>
 #include <sstream>
@@ -29,6 +30,12 @@ TempDir::~TempDir()
 {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+std::string fileText(const std::filesystem::path &path)
+{
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 Headers bearer(const std::string &token)
@@ -219,11 +226,10 @@ void TestServer::start()
     config.dataDir = dir_.path();
     config.host = "127.0.0.1";
     config.backendPort = 0;
-    config.threads = options_.threads;
+    config.threads = 2;
     config.passwordCost = backend::PasswordCost::minimal();
     config.clock = &clock_;
     config.backendLimits = options_.limits;
-    config.rateLimits = options_.rateLimits;
     config.identityProviders = options_.identityProviders;
     config.accessLog = accessLog_;
     stack_ = std::make_unique<ServerStack>(std::move(config));
@@ -259,11 +265,6 @@ HttpReply TestServer::postBody(std::string_view target, std::string body, const 
                                std::string_view contentType)
 {
     return HttpClient(endpoint_).postBody(target, std::move(body), headers, contentType);
-}
-
-HttpReply TestServer::exchange(std::string_view bytes)
-{
-    return HttpClient(endpoint_).exchange(bytes);
 }
 
 std::vector<HttpReply>

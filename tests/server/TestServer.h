@@ -37,6 +37,9 @@ private:
     std::filesystem::path path_;
 };
 
+// The whole text of a file, "" when there is none.
+std::string fileText(const std::filesystem::path &path);
+
 using Headers = std::vector<std::pair<std::string, std::string>>;
 
 Headers bearer(const std::string &token);
@@ -107,8 +110,6 @@ private:
 struct TestServerOptions
 {
     net::ServerLimits limits = {};
-    unsigned threads = 2;
-    backend::RateLimitPolicy rateLimits = {};
     backend::IdentityProviderConfigs identityProviders = {};
 };
 
@@ -150,7 +151,6 @@ public:
                    const Headers &headers = {});
     HttpReply postBody(std::string_view target, std::string body, const Headers &headers = {},
                        std::string_view contentType = "application/json");
-    HttpReply exchange(std::string_view bytes);
 
     // Sends `request` on `count` connections of their own, released all at once.
     std::vector<HttpReply> concurrently(int count,
