@@ -399,6 +399,8 @@ TEST_F(UiFlow, ADogOwnerFindsPartnersMarksAFavouriteAndChangesTheProfilePicture)
     ASSERT_TRUE(click("backButton"));
     ASSERT_TRUE(click("SettingCellid_1"));
     ASSERT_TRUE(showingInSection<NotificationSettingsController>());
+    ASSERT_TRUE(click("light1"));
+    EXPECT_EQ(LoginDefaults().ledColour(), 2);
     for (const char *code : {"en", "de"}) {
         setLanguage(code);
         screenshot(QStringLiteral("notification_settings_%1").arg(code));

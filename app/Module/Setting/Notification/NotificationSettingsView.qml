@@ -102,8 +102,10 @@ Item {
                     objectName: "light" + index
                     width: 40; height: 40; radius: 20
                     color: modelData
-                    border.width: view.controller.lightColour === index ? 3 : 0
+                    readonly property bool chosen: view.controller.lightColour === index
+                    border.width: chosen ? 3 : 0
                     border.color: Theme.text
+                    Icon { anchors.centerIn: parent; visible: parent.chosen; name: "check"; size: 22; color: "white" }
                     TapHandler { onTapped: view.controller.lightColour = index }
                 }
             }
