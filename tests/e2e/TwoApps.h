@@ -22,18 +22,17 @@ protected:
     static QString png(const QString &name) { return outputDir() + '/' + name + ".png"; }
 
     // A finished account at that position, who wants chat pushes and shows presence to
-    // anybody. The database records are written as that user; answers the id.
-    QString person(const QString &name, const QString &gender, double latitude, double longitude)
+    // anybody. The database records are written as that user.
+    Person person(const QString &name, const QString &gender, double latitude, double longitude)
     {
-        const QString id = signUp(name, gender, latitude, longitude);
-        const QString token = LoginDefaults().userToken().value_or(QString());
+        const Person made = signUpPerson(name, gender, latitude, longitude);
         writeAs(
-            token, "Notifications/" + id,
+            made.token, "Notifications/" + made.id,
             QVariantMap{
                 {"noti_status", "online"}, {"message", "on"}, {"tone", "on"}, {"vibrate", "on"}});
-        writeAs(token, "DataProtection/" + id,
+        writeAs(made.token, "DataProtection/" + made.id,
                 QVariantMap{{"img_status", "Anybody"}, {"lastseen_status", "Anybody"}});
-        return id;
+        return made;
     }
 
     QProcessEnvironment appEnvironment(const QString &location) const
@@ -62,8 +61,7 @@ protected:
     void annaWritesToBen(AppProcess &a, AppProcess &b)
     {
         anna_ = person("Anna", "female", 52.5200, 13.4050);
-        annaToken_ = LoginDefaults().userToken().value_or(QString());
-        ben_ = person("Ben", "male", 52.5290, 13.4050);
+        ben_ = person("Ben", "male", 52.5290, 13.4050).id;
         // The test's own client reads as the last one signed up.
         ASSERT_EQ(LoginDefaults().userId(), ben_);
 
@@ -93,11 +91,10 @@ protected:
     void readAsAnna()
     {
         LoginDefaults session;
-        session.setUserId(anna_);
-        session.setUserToken(annaToken_);
+        session.setUserId(anna_.id);
+        session.setUserToken(anna_.token);
     }
 
-    QString anna_;
-    QString annaToken_;
+    Person anna_;
     QString ben_;
 };

@@ -15,7 +15,7 @@ TEST_F(TwoApps, AMessageReachesThePartnerWithBadgePushPresenceAndReply)
     AppProcess b("ben", outputDir());
     annaWritesToBen(a, b);
     ASSERT_FALSE(HasFatalFailure());
-    const QString anna = anna_;
+    const QString anna = anna_.id;
     const QString ben = ben_;
     EXPECT_TRUE(a.screenshot(png("two_apps_a_conversation")));
 

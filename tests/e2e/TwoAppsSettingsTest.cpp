@@ -42,7 +42,8 @@ TEST_F(TwoApps, PrivacyAndPushChoicesTakeEffectOnThePartnersApp)
     send(a, "Noch da?");
     ASSERT_TRUE(b.click("backButton"));
     ASSERT_TRUE(b.click("tab2"));
-    EXPECT_TRUE(b.waitFor("chatRow_" + anna_, "lastMessage", "Noch da?")) << b.log().toStdString();
+    EXPECT_TRUE(b.waitFor("chatRow_" + anna_.id, "lastMessage", "Noch da?"))
+        << b.log().toStdString();
 
     // Pushes on again: the next one arrives, and the one sent while off never did. Pushes to a
     // device come in order, so the later arrival rules out a late one.
